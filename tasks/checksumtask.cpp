@@ -1,0 +1,183 @@
+#include "tasks/checksumtask.h"
+
+#include <QDesktopServices>
+#include <QFile>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QUrl>
+
+ChecksumTask::ChecksumTask(QObject* parent)
+    : QObject(parent)
+    , openChecksumAction(new QAction(QIcon(QStringLiteral(":/ImageCompressor/Resources/text_lock.png")),
+                                     tr("Open Checksum"), this))
+{
+    connect(openChecksumAction.data(), &QAction::triggered, this, &ChecksumTask::openChecksum);
+}
+
+void ChecksumTask::run()
+{
+    if (aborted)
+        return;
+    const QString name = QFileInfo(inputFilename_).fileName();
+    emit started(id_);
+    state_ = TaskState::Running;
+
+    QFile input(inputFilename_);
+    const qint64 size = input.size();
+    if (!input.open(QIODevice::ReadOnly)) {
+        state_ = TaskState::Failed;
+        emit progress(id_, tr("Could not open file '%1'.").arg(name), 0);
+        emit failedtostart(id_);
+        emit finished(id_);
+        return;
+    }
+
+    QCryptographicHash hash(algorithm_);
+    // One message for the whole run: it is queued to the GUI once per buffer, so it is built once.
+    const QString hashingMessage = tr("Calculating checksum for '%1'").arg(name);
+    emit progress(id_, hashingMessage, 0);
+
+    const QSharedPointer<char> buffer(new char[bufferSize_], [](char* data) { delete[] data; });
+    bool successful = true;
+    qint64 total = 0;
+    while (!input.atEnd()) {
+        if (aborted) {
+            successful = false;
+            break;
+        }
+        const qint64 count = input.read(buffer.data(), bufferSize_);
+        if (count == -1) {
+            successful = false;
+            break;
+        }
+        hash.addData(buffer.data(), int(count));
+        total += count;
+        emit progress(id_, hashingMessage, quint8(int(double(total) / double(size) * 100.0)));
+    }
+    input.close();
+
+    if (!successful) {
+        if (!aborted)
+            emit progress(id_, tr("Error reading file '%1'.").arg(name), 100);
+        else
+            emit progress(id_, tr("Checksum calculation aborted for file '%1'.").arg(name), 100);
+        state_ = TaskState::Failed;
+        emit failed(id_, 1);
+        emit finished(id_);
+        return;
+    }
+
+    const QByteArray digest = hash.result().toHex().toUpper();
+    QFile output(outputFilename_);
+    if (!output.open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::Truncate)) {
+        emit progress(id_, tr("Could not open checksum file for write '%1'.").arg(outputFilename_), 100);
+        state_ = TaskState::Failed;
+        emit failed(id_, 1);
+        emit finished(id_);
+        return;
+    }
+    output.write(digest + " *" + name.toUtf8());
+    output.close();
+    state_ = TaskState::Succeeded;
+    emit progress(id_, tr("Finished calculating checksum"), 100);
+    // Emitted twice on success, as the window has always received it; taskFinish is idempotent.
+    emit finished(id_);
+    emit finished(id_);
+}
+
+void ChecksumTask::openChecksum()
+{
+    if (!QDesktopServices::openUrl(QUrl::fromLocalFile(outputFilename_)))
+        QMessageBox::information(nullptr, tr("Error"), tr("Could not find default application to compare md5 checksums."),
+                                 QMessageBox::Ok);
+}
+
+void ChecksumTask::setId(quint32 id)
+{
+    id_ = id;
+}
+
+quint32 ChecksumTask::id() const
+{
+    return id_;
+}
+
+QString ChecksumTask::inputFilename() const
+{
+    return inputFilename_;
+}
+
+QString ChecksumTask::outputFilename() const
+{
+    return outputFilename_;
+}
+
+QString ChecksumTask::logFilename() const
+{
+    return QString();
+}
+
+QStringList ChecksumTask::arguments()
+{
+    return QStringList();
+}
+
+QString ChecksumTask::programPath() const
+{
+    return QString();
+}
+
+bool ChecksumTask::handleStandardError(const QByteArray&)
+{
+    return false;
+}
+
+bool ChecksumTask::handleStandardOutput(const QByteArray&)
+{
+    return false;
+}
+
+QAction* ChecksumTask::viewAction()
+{
+    return openChecksumAction.data();
+}
+
+QString ChecksumTask::taskName() const
+{
+    return tr("Hash");
+}
+
+void ChecksumTask::setInputFilename(const QString& path)
+{
+    inputFilename_ = path;
+}
+
+void ChecksumTask::setOutputFilename(const QString& path)
+{
+    outputFilename_ = path;
+}
+
+void ChecksumTask::setLogFilename(const QString& path)
+{
+    logFilename_ = path;
+}
+
+QCryptographicHash::Algorithm ChecksumTask::algorithm() const
+{
+    return algorithm_;
+}
+
+void ChecksumTask::setAlgorithm(QCryptographicHash::Algorithm algorithm)
+{
+    algorithm_ = algorithm;
+}
+
+quint32 ChecksumTask::bufferSize() const
+{
+    return bufferSize_;
+}
+
+void ChecksumTask::setBufferSize(quint32 size)
+{
+    bufferSize_ = size;
+}
