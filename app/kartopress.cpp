@@ -291,6 +291,7 @@ void Kartopress::addTasks(const QList<RunnableTaskBase*>& tasks)
         if (runIsActive()) {
             task->setAutoDelete(false);
             task->reset();
+            endOfRunNoticeDue = true;
             QThreadPool::globalInstance()->start(task);
         }
         ++row;
@@ -327,6 +328,7 @@ void Kartopress::start()
             continue;
         task->setAutoDelete(false);
         task->reset();
+        endOfRunNoticeDue = true;
         QThreadPool::globalInstance()->start(task);
         startedAny = true;
     }
@@ -344,9 +346,14 @@ void Kartopress::stop()
                                  QMessageBox::Yes | QMessageBox::No)
                != QMessageBox::Yes)
         return;
-    for (int row = 0; row < ui->taskTable->rowCount(); ++row) {
-        if (RunnableTaskBase* task = taskAt(row))
-            task->abort();
+    // Queued jobs are marked before the running one is interrupted: once its child is gone the
+    // worker takes the next job at once, and that one must already find its mark.
+    for (const bool running : {false, true}) {
+        for (int row = 0; row < ui->taskTable->rowCount(); ++row) {
+            RunnableTaskBase* task = taskAt(row);
+            if (task && (task->state() == TaskState::Running) == running)
+                task->abort();
+        }
     }
     QThreadPool::globalInstance()->waitForDone(-1);
     ui->actionStart->setEnabled(true);
@@ -446,6 +453,18 @@ void Kartopress::taskFinish(quint32 taskId)
     show();
     ui->actionStart->setEnabled(false);
     ui->actionStop->setEnabled(false);
+    // Queued finished signals of jobs that ended close together, and the checksum job's second one,
+    // all find the run over; the user is told about it once.
+    if (endOfRunNoticeDue) {
+        endOfRunNoticeDue = false;
+        announceEndOfRun(failures);
+    }
+    ui->actionStart->setEnabled(true);
+    ui->actionStop->setEnabled(false);
+}
+
+void Kartopress::announceEndOfRun(int failures)
+{
     if (trayIcon) {
         if (ui->taskTable->rowCount() > 1) {
             const QString title = failures == 0 ? tr("Compression Complete")
@@ -464,8 +483,6 @@ void Kartopress::taskFinish(quint32 taskId)
                              tr("Not all tasks finished successfully. Refer to the output log(s) for more information."),
                              QMessageBox::Ok);
     }
-    ui->actionStart->setEnabled(true);
-    ui->actionStop->setEnabled(false);
 }
 
 void Kartopress::showBalloon(const QString& title, const QString& message, QSystemTrayIcon::MessageIcon icon)

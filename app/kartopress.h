@@ -64,6 +64,7 @@ protected:
 private:
     RunnableTaskBase* taskAt(int row) const;
     void setStatus(int row, int state, const QString& warning = QString());
+    void announceEndOfRun(int failures);
     void showBalloon(const QString& title, const QString& message, QSystemTrayIcon::MessageIcon icon);
     bool refuseRemovalWhileRunning(bool refused);
     void removeRows(const std::function<bool(int row, RunnableTaskBase* task)>& selects);
@@ -80,5 +81,6 @@ private:
     QSystemTrayIcon* trayIcon = nullptr;
     QString newUdsToolTip;
     LicenseCheck* licenseCheck = nullptr;
+    bool endOfRunNoticeDue = false;
     static bool trayMessageShown;
 };
