@@ -2,14 +2,23 @@
 
 #include <QSettings>
 
+namespace {
+// The sandbox in force; one that is replaced before it is destroyed must not undo its successor.
+const SettingsSandbox* current = nullptr;
+}
+
 SettingsSandbox::SettingsSandbox()
 {
     QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, directory.path());
+    current = this;
 }
 
 SettingsSandbox::~SettingsSandbox()
 {
+    if (current != this)
+        return;
     QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, QString());
+    current = nullptr;
 }
 
 QString SettingsSandbox::path() const

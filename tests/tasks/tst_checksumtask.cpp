@@ -4,6 +4,7 @@
 #include <QtTest>
 
 #include "tasks/checksumtask.h"
+#include "tasks/digest.h"
 #include "tests/support/desktopcapture.h"
 #include "tests/support/modalanswerer.h"
 
@@ -56,6 +57,8 @@ private slots:
     void writesChecksumLine_data();
     void writesChecksumLine();
     void otherAlgorithmIsHonoured();
+    void digestAgreesWithQt_data();
+    void digestAgreesWithQt();
     void inputThatCannotBeOpened_data();
     void inputThatCannotBeOpened();
     void outputThatCannotBeWritten();
@@ -114,6 +117,24 @@ void TestChecksumTask::otherAlgorithmIsHonoured()
     task.setProperty("algorithm", QVariant::fromValue(QCryptographicHash::Sha1));
     task.run();
     QCOMPARE(readFile(dir.filePath(QStringLiteral("a.sum"))), QByteArray("A9993E364706816ABA3E25717850C26C9CD0D89D *a.jp2"));
+}
+
+void TestChecksumTask::digestAgreesWithQt_data()
+{
+    QTest::addColumn<QCryptographicHash::Algorithm>("algorithm");
+    const QMetaEnum algorithms = QMetaEnum::fromType<QCryptographicHash::Algorithm>();
+    for (int i = 0; i < algorithms.keyCount(); ++i)
+        QTest::newRow(algorithms.key(i)) << QCryptographicHash::Algorithm(algorithms.value(i));
+}
+
+void TestChecksumTask::digestAgreesWithQt()
+{
+    QFETCH(QCryptographicHash::Algorithm, algorithm);
+    const QByteArray data = patterned(100000);
+    Digest digest(algorithm);
+    digest.addData(data.constData(), 12345);
+    digest.addData(data.constData() + 12345, data.size() - 12345);
+    QCOMPARE(digest.result().toHex(), QCryptographicHash::hash(data, algorithm).toHex());
 }
 
 void TestChecksumTask::inputThatCannotBeOpened_data()
