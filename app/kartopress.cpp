@@ -16,6 +16,7 @@
 #include "app/ui_kartopress.h"
 #include "core/appconstants.h"
 #include "core/settings.h"
+#include "core/toolpaths.h"
 #include "tasks/checksumtask.h"
 #include "tasks/runnabletaskbase.h"
 
@@ -95,20 +96,30 @@ Kartopress::Kartopress(QWidget* parent)
     ui->actionStart->setEnabled(true);
     ui->actionStop->setEnabled(false);
 
-    connect(ui->actionChecksum, &QAction::triggered, this, &Kartopress::newChecksumTask);
+    connectCommand(ui->actionChecksum, &Kartopress::newChecksumTask);
+    connectCommand(ui->actionViewer,
+                   [this] { launchExe(toolPath(AppConstants::ViewerExe), QStringLiteral("Kartopress Viewer")); });
+    connectCommand(ui->actionHeaderEditor,
+                   [this] { launchExe(toolPath(AppConstants::HeaderEditorExe), QStringLiteral("WVC Header Editor")); });
+    connectCommand(ui->actionConsole, [this] { launchConsole(toolDirectory()); });
+    connectCommand(ui->actionHelp, &Kartopress::openHelp);
+    connectCommand(ui->actionAbout, &Kartopress::about);
+    addAction(ui->actionAbout);
+    addAction(ui->actionHelp);
     setupDeleteMenu();
+    setupToolsMenu();
+    checkToolInstalled(AppConstants::WvcCheckExe, ui->actionWvcCheck);
+    checkToolInstalled(AppConstants::HeaderEditorExe, ui->actionHeaderEditor);
+    checkToolInstalled(AppConstants::DiskSpdExe, ui->actionDiskSpeed);
+    checkToolInstalled(AppConstants::HeaderEditorExe, ui->actionConsole);
 
     ui->taskTable->installEventFilter(this);
     ui->taskTable->setObjectName(QStringLiteral("NAME_TASK_INPUT_LIST"));
-    connect(ui->actionStart, &QAction::triggered, this, &Kartopress::start);
-    connect(ui->actionStop, &QAction::triggered, this, &Kartopress::stop);
-    connect(ui->actionExit, &QAction::triggered, this, &Kartopress::exit);
-
-    // Commands that no part of the program carries out yet stay visible and disabled.
-    for (QAction* unavailable : {ui->actionViewer, ui->actionUpload, ui->actionWvcCheck, ui->actionHeaderEditor,
-                                 ui->actionDiskSpeed, ui->actionConsole, ui->actionHelp, ui->actionAbout,
-                                 ui->actionFileInfo, ui->actionImageQualityCalculator})
-        unavailable->setEnabled(false);
+    connectCommand(ui->actionStart, &Kartopress::start);
+    connectCommand(ui->actionStop, &Kartopress::stop);
+    connectCommand(ui->actionExit, &Kartopress::exit);
+    connectCommand(ui->actionDeleteTask, &Kartopress::deleteSelectedTasks);
+    disableActionsWithoutCommand();
 
     ui->actionNewWvcJP2->setEnabled(false);
     ui->actionNewUDS->setEnabled(false);
@@ -171,6 +182,7 @@ void Kartopress::setupToolBar()
     aboutButton->setIcon(QIcon(QStringLiteral(":/ImageCompressor/Resources/TessaraBugLogo.png")));
     aboutButton->setIconSize(ui->toolBar->iconSize());
     aboutButton->setToolTip(tr("About Kartopress"));
+    connect(aboutButton, &QToolButton::clicked, this, &Kartopress::about);
     ui->toolBar->addWidget(aboutButton);
 }
 
@@ -231,15 +243,8 @@ void Kartopress::setupDeleteMenu()
     ui->actionDeleteTask->setMenu(menu);
     if (auto* button = qobject_cast<QToolButton*>(ui->toolBar->widgetForAction(ui->actionDeleteTask)))
         button->setPopupMode(QToolButton::MenuButtonPopup);
-    connect(ui->actionDeleteTask, &QAction::triggered, this, &Kartopress::deleteSelectedTasks);
 }
 
-void Kartopress::licenseCheckFinished(bool valid, const QString& text)
-{
-    ui->licenseTextLabel->setText(text);
-    ui->licenseTextLabel->setStyleSheet(valid ? QStringLiteral("QLabel { color : green; }")
-                                              : QStringLiteral("QLabel { color : red; }"));
-}
 
 RunnableTaskBase* Kartopress::taskAt(int row) const
 {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <QAction>
 #include <QIcon>
 #include <QList>
 #include <QMainWindow>
+#include <QSet>
 #include <QSettings>
 #include <QString>
 #include <QSystemTrayIcon>
@@ -53,6 +55,10 @@ public slots:
     void taskProgress(quint32 taskId, QString message, quint8 progress);
     void taskFinish(quint32 taskId);
 
+    void launchExe(QString path, QString name);
+    void launchConsole(QString path);
+    void about();
+
 signals:
     // Every tray balloon the window shows, as it is shown.
     void balloonShown(const QString& title, const QString& message);
@@ -73,6 +79,14 @@ private:
     void setupTray();
     void setupTable();
     void setupDeleteMenu();
+    void setupToolsMenu();
+    void checkToolInstalled(QLatin1String exe, QAction* action);
+    void openHelp();
+    // Connects an action to what it does; actions of the form that no part of the program carries
+    // out yet stay disabled.
+    template <typename Functor>
+    void connectCommand(QAction* action, Functor functor);
+    void disableActionsWithoutCommand();
     void licenseCheckFinished(bool valid, const QString& text);
     void addChecksumTasks(const QStringList& files);
 
@@ -82,5 +96,15 @@ private:
     QString newUdsToolTip;
     LicenseCheck* licenseCheck = nullptr;
     bool endOfRunNoticeDue = false;
+    bool licenseValid = false;
+    QString licenseText;
+    QSet<QAction*> commands;
     static bool trayMessageShown;
 };
+
+template <typename Functor>
+void Kartopress::connectCommand(QAction* action, Functor functor)
+{
+    connect(action, &QAction::triggered, this, functor);
+    commands.insert(action);
+}

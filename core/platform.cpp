@@ -79,3 +79,26 @@ quint64 totalPhysicalMemory()
 }
 
 }  // namespace Platform
+
+namespace Platform {
+
+bool supportsPointCloudConversion(const QString& kernelType, const QString& productType, const QString& productVersion)
+{
+    if (kernelType == QLatin1String("winnt"))
+        return true;
+    if (kernelType != QLatin1String("linux"))
+        return false;
+    if (productType != QLatin1String("centos") && productType != QLatin1String("redhat"))
+        return true;
+    bool isInteger = false;
+    const int version = productVersion.toInt(&isInteger);
+    return !isInteger || version >= 8;
+}
+
+QStringList terminalCandidates()
+{
+    return {QStringLiteral("x-terminal-emulator"), QStringLiteral("gnome-terminal"), QStringLiteral("konsole"),
+            QStringLiteral("xfce4-terminal"), QStringLiteral("lxterminal"), QStringLiteral("xterm")};
+}
+
+}  // namespace Platform

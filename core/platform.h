@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QtGlobal>
 
 namespace Platform {
@@ -21,5 +22,17 @@ InterruptResult interruptChild(qint64 pid, int graceMs);
 
 // Installed physical memory in bytes, 0 when it cannot be read.
 quint64 totalPhysicalMemory();
+
+}  // namespace Platform
+
+namespace Platform {
+
+// Whether point cloud conversion can run on a platform, from QSysInfo's kernel type, product type
+// and product version: Windows, or Linux except CentOS and Red Hat releases below 8. A version that
+// is no integer counts as suitable.
+bool supportsPointCloudConversion(const QString& kernelType, const QString& productType, const QString& productVersion);
+
+// The terminal emulators tried, in order, for the utilities console.
+QStringList terminalCandidates();
 
 }  // namespace Platform

@@ -4,16 +4,20 @@
 #include <QFile>
 #include <QTextStream>
 
-FakeTool::FakeTool(const QString& subdirectory)
+FakeTool::FakeTool(const QString& subdirectory, Role role)
     : toolDirectory(subdirectory.isEmpty() ? root.path() : root.filePath(subdirectory))
+    , role(role)
     , previousToolDir(qgetenv("KARTOPRESS_TOOL_DIR"))
 {
     QDir().mkpath(toolDirectory);
-    qputenv("KARTOPRESS_TOOL_DIR", QFile::encodeName(toolDirectory));
+    if (role == ToolDirectory)
+        qputenv("KARTOPRESS_TOOL_DIR", QFile::encodeName(toolDirectory));
 }
 
 FakeTool::~FakeTool()
 {
+    if (role != ToolDirectory)
+        return;
     if (previousToolDir.isEmpty())
         qunsetenv("KARTOPRESS_TOOL_DIR");
     else

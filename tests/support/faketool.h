@@ -13,8 +13,10 @@ class FakeTool
 {
 public:
     // subdirectory: a folder inside the temporary directory to use as the tool directory, for paths
-    // with blanks.
-    explicit FakeTool(const QString& subdirectory = QString());
+    // with blanks. A FakeTool that is not the tool directory stands in for programs found elsewhere,
+    // such as on the PATH.
+    enum Role { ToolDirectory, ElsewhereOnly };
+    explicit FakeTool(const QString& subdirectory = QString(), Role role = ToolDirectory);
     ~FakeTool();
 
     QString directory() const;
@@ -37,5 +39,6 @@ private:
 
     QTemporaryDir root;
     QString toolDirectory;
+    Role role;
     QByteArray previousToolDir;
 };
