@@ -330,13 +330,13 @@ void exitIcon(QPainter &p)
 
 void companyMarkIcon(QPainter &p)
 {
-    QPolygonF hexagon;
+    QPolygonF sixSided;
     for (int i = 0; i < 6; ++i) {
         const qreal a = M_PI / 6 + i * M_PI / 3;
-        hexagon << QPointF(24 + 21.5 * std::cos(a), 24 + 21.5 * std::sin(a));
+        sixSided << QPointF(24 + 21.5 * std::cos(a), 24 + 21.5 * std::sin(a));
     }
     setStyle(p, roundPen(teal.darker(130), 2), teal);
-    p.drawPolygon(hexagon);
+    p.drawPolygon(sixSided);
     // Slanted crossbar ends and a pointed stem keep the letter from looking like a plain font glyph.
     setStyle(p, Qt::NoPen, Qt::white);
     p.drawPolygon(polygon({{12, 13}, {36, 13}, {33, 19}, {27, 19}, {27, 36}, {24, 39}, {21, 36}, {21, 19}, {15, 19}}));
