@@ -97,6 +97,8 @@ Kartopress::Kartopress(QWidget* parent)
     ui->actionStop->setEnabled(false);
 
     connectCommand(ui->actionChecksum, &Kartopress::newChecksumTask);
+    connectCommand(ui->actionWvcCheck, &Kartopress::newCheckTask);
+    connectCommand(ui->actionDiskSpeed, &Kartopress::newDiskSpeedTask);
     connectCommand(ui->actionViewer,
                    [this] { launchExe(toolPath(AppConstants::ViewerExe), QStringLiteral("Kartopress Viewer")); });
     connectCommand(ui->actionHeaderEditor,

@@ -42,6 +42,9 @@ public:
 public slots:
     void newChecksumTask();
     void newChecksumTaskWithFiles(QList<QUrl> urls);
+    void newCheckTask();
+    void newCheckTaskWithFiles(QList<QUrl> urls);
+    void newDiskSpeedTask();
 
     void start();
     void stop();
