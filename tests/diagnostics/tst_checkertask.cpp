@@ -1,8 +1,12 @@
+#include <QListWidget>
 #include <QSignalSpy>
+#include <QToolButton>
+#include <QWizardPage>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include "diagnostics/checkertask.h"
+#include "diagnostics/checkerwizard.h"
 #include "tests/support/faketool.h"
 #include "tests/support/modalanswerer.h"
 
@@ -38,6 +42,7 @@ private slots:
     void logThatCannotBeOpened();
     void toolFailures_data();
     void toolFailures();
+    void wizardForm();
 };
 
 void TestCheckerTask::outputRules_data()
@@ -174,6 +179,28 @@ void TestCheckerTask::toolFailures()
     QCOMPARE(seen.last(), QStringLiteral("100 Finished validating file 'x.jp2'"));
     if (installed)
         QCOMPARE(readLog(task.logFilename()).first(), QStringLiteral("ERROR: truncated"));
+}
+
+void TestCheckerTask::wizardForm()
+{
+    CheckerWizard wizard;
+    QCOMPARE(wizard.windowTitle(), QStringLiteral("WVC JP2 File Integrity Check"));
+    auto* page = wizard.findChild<QWizardPage*>(QStringLiteral("wizardPage"));
+    QVERIFY(page);
+    QCOMPARE(page->title(), QStringLiteral("Check the integrity of an WVC or JPEG 2000 file"));
+    QVERIFY(wizard.findChild<QListWidget*>(QStringLiteral("listWidget")));
+    const struct {
+        const char* name;
+        const char* text;
+        const char* shortcut;
+    } buttons[] = {{"addImages", "Add Images", "Ctrl+O"}, {"addFolder", "Add Folder", "Ctrl+F"},
+                   {"deleteImages", "Delete Image", ""}, {"toolButton", "Settings", ""}};
+    for (const auto& expected : buttons) {
+        auto* button = wizard.findChild<QToolButton*>(QLatin1String(expected.name));
+        QVERIFY2(button, expected.name);
+        QCOMPARE(button->text(), QLatin1String(expected.text));
+        QCOMPARE(button->shortcut().toString(), QLatin1String(expected.shortcut));
+    }
 }
 
 QTEST_MAIN(TestCheckerTask)
