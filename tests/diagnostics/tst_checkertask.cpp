@@ -64,6 +64,9 @@ void TestCheckerTask::outputRules_data()
     QTest::newRow("standard error unfiltered, empty parts kept")
         << QStringList{"err oops\\r\\r", "sleep 20", "err  second \\n"} << QStringList{}
         << QStringList{"oops", "", "", "second"};
+    QTest::newRow("megabytes of noise and binary garbage")
+        << QStringList{"flood 3000000", "out \\x01\\x02\\xff\\xfe\\r", "out INFO: done\\r"} << QStringList{}
+        << QStringList{"INFO: done"};
     // Carried over, the halves would make a status line.
     QTest::newRow("a line split between chunks is two lines")
         << QStringList{"out STAT", "sleep 50", "out US: 7\\r"} << QStringList{} << QStringList{};
