@@ -1,0 +1,144 @@
+// Reads the headers of many small GeoTIFFs through the dataset interface (ReadDatasetMetadata and
+// ReprojectExtent to 4326, one factory per file as the wizard does) and with a bare GDAL loop
+// (open, geotransform, spatial reference, authority code, close), alternating rounds, and prints
+// the best per-file time of each and their ratio.
+// Usage: datasetbench <directory> [count]. Files are made in the directory when missing.
+
+#include <gdal_priv.h>
+#include <ogr_spatialref.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+#include "wizard/dataset/compressionutilfactory.h"
+
+using namespace TSR::ImageCompressor::API;
+
+namespace {
+
+// Folders of a hundred files, as tiles are usually delivered; one folder of thousands would make
+// both loops mostly measure GDAL's listing of sibling files on every open.
+std::string filePath(const std::string& directory, int index)
+{
+    return directory + "/set" + std::to_string(index / 100) + "/tile " + std::to_string(index) + ".tif";
+}
+
+bool generate(const std::string& directory, int count)
+{
+    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
+    const int references[] = {32633, 32632, 3857, 4326};
+    std::vector<GByte> pixels(32 * 32, 128);
+    for (int i = 0; i < count; ++i) {
+        if (i % 100 == 0)
+            ::mkdir((directory + "/set" + std::to_string(i / 100)).c_str(), 0755);
+        const int epsg = references[i % 4];
+        double transform[6];
+        if (epsg == 4326) {
+            const double origin[6] = {10.0 + (i % 70) * 0.01, 0.0001, 0, 50.0 - (i / 70) * 0.01, 0, -0.0001};
+            std::copy(origin, origin + 6, transform);
+        } else {
+            const double origin[6] = {400000.0 + (i % 70) * 320, 10, 0, 5500000.0 - (i / 70) * 320, 0, -10};
+            std::copy(origin, origin + 6, transform);
+        }
+        GDALDataset* dataset = driver->Create(filePath(directory, i).c_str(), 32, 32, 1, GDT_Byte, nullptr);
+        if (!dataset)
+            return false;
+        OGRSpatialReference reference;
+        reference.importFromEPSG(epsg);
+        dataset->SetGeoTransform(transform);
+        dataset->SetSpatialRef(&reference);
+        const CPLErr written = dataset->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, 32, 32, pixels.data(), 32,
+                                                                   32, GDT_Byte, 0, 0);
+        GDALClose(dataset);
+        if (written != CE_None)
+            return false;
+    }
+    return true;
+}
+
+double interfaceRound(const std::vector<std::wstring>& files, double& checksum)
+{
+    const auto start = std::chrono::steady_clock::now();
+    for (const std::wstring& file : files) {
+        auto factory = std::make_shared<CompressionUtilFactory>();
+        std::shared_ptr<ICompressionUtil> util;
+        factory->GetCompressionUtil(util);
+        DatasetMetadata metadata;
+        int epsg = -1;
+        util->ReadDatasetMetadata(TSR::CString(file), epsg, metadata, true);
+        double minX, minY, maxX, maxY;
+        util->ReprojectExtent(metadata, epsg, 4326, minX, minY, maxX, maxY);
+        checksum += minX + maxY;
+    }
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double bareRound(const std::vector<std::string>& files, double& checksum)
+{
+    const auto start = std::chrono::steady_clock::now();
+    for (const std::string& file : files) {
+        GDALDatasetH dataset = GDALOpen(file.c_str(), GA_ReadOnly);
+        if (!dataset)
+            continue;
+        double transform[6];
+        GDALGetGeoTransform(dataset, transform);
+        OGRSpatialReferenceH reference = GDALGetSpatialRef(dataset);
+        const char* code = reference ? OSRGetAuthorityCode(reference, nullptr) : nullptr;
+        checksum += transform[0] + (code ? std::atoi(code) : 0);
+        GDALClose(dataset);
+    }
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s <directory> [count]\n", argv[0]);
+        return 2;
+    }
+    const std::string directory = argv[1];
+    const int count = argc > 2 ? std::atoi(argv[2]) : 5000;
+    GDALAllRegister();
+
+    struct stat info;
+    if (::stat(filePath(directory, count - 1).c_str(), &info) != 0) {
+        const auto start = std::chrono::steady_clock::now();
+        if (!generate(directory, count)) {
+            std::fprintf(stderr, "could not write the test files in %s\n", directory.c_str());
+            return 1;
+        }
+        std::printf("generated %d files in %.1f s\n", count,
+                    std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    }
+    std::vector<std::string> files;
+    std::vector<std::wstring> wideFiles;
+    for (int i = 0; i < count; ++i) {
+        files.push_back(filePath(directory, i));
+        wideFiles.emplace_back(files.back().begin(), files.back().end());
+    }
+
+    // One unmeasured round of each fills the page cache and GDAL's driver and PROJ database state.
+    double checksum = 0.0;
+    bareRound(files, checksum);
+    interfaceRound(wideFiles, checksum);
+    double bestBare = 1e30;
+    double bestInterface = 1e30;
+    for (int round = 0; round < 3; ++round) {
+        bestBare = std::min(bestBare, bareRound(files, checksum));
+        bestInterface = std::min(bestInterface, interfaceRound(wideFiles, checksum));
+    }
+    CompressionUtilFactory::Shutdown();
+
+    std::printf("files %d (checksum %.0f)\n", count, checksum);
+    std::printf("bare_gdal_us_per_file %.1f\n", bestBare / count * 1e6);
+    std::printf("interface_us_per_file %.1f\n", bestInterface / count * 1e6);
+    std::printf("ratio %.3f\n", bestInterface / bestBare);
+    return 0;
+}
