@@ -97,6 +97,7 @@ Kartopress::Kartopress(QWidget* parent)
     ui->actionStop->setEnabled(false);
 
     connectCommand(ui->actionChecksum, &Kartopress::newChecksumTask);
+    connectCommand(ui->actionLoadXml, &Kartopress::loadXmlTask);
     connectCommand(ui->actionWvcCheck, &Kartopress::newCheckTask);
     connectCommand(ui->actionDiskSpeed, &Kartopress::newDiskSpeedTask);
     connectCommand(ui->actionViewer,

@@ -42,6 +42,7 @@ public:
 public slots:
     void newChecksumTask();
     void newChecksumTaskWithFiles(QList<QUrl> urls);
+    void loadXmlTask();
     void newCheckTask();
     void newCheckTaskWithFiles(QList<QUrl> urls);
     void newDiskSpeedTask();
