@@ -10,9 +10,11 @@
 #include "map/geoview/qgvwidgettext.h"
 #include "map/geoviewpolygon.h"
 #include "map/geoviewrectangle.h"
+#include "map/geoviewtextannotation.h"
 #include "tests/map/fakecompressionutil.h"
 
 using Tessara::GeoMap::GeoMapView;
+using Tessara::GeoMap::GeoViewTextAnnotation;
 using Tessara::GeoMap::GeoViewPolygon;
 using Tessara::GeoMap::GeoViewRectangle;
 
@@ -81,6 +83,7 @@ private slots:
     void extentIsOutlineOnlyAndNotSelectable();
     void polygonHoleShowsBackground();
     void emptyRectanglePaintsNothing();
+    void textAnnotationPaintsItsText();
 
 private:
     void addDataset(const QString& name, const Box& box, int epsg = 4326);
@@ -539,6 +542,33 @@ void TestGeoMapView::emptyRectanglePaintsNothing()
                 QFAIL(qPrintable(QStringLiteral("painted at %1, %2").arg(x).arg(y)));
         }
     }
+}
+
+void TestGeoMapView::textAnnotationPaintsItsText()
+{
+    const QGV::GeoRect box(2, -4, -2, 4);
+    auto* annotation = new GeoViewTextAnnotation(box, QGV::ItemFlags(), Qt::red);
+    map->addItem(annotation);
+    fitTo(QGV::GeoRect(10, -10, -10, 10));
+    QVERIFY(!annotation->isSelectable());
+    QCOMPARE(annotation->projAnchor(), map->getProjection()->geoToProj(box).center());
+
+    const auto bluePixels = [this] {
+        const QImage image = render();
+        int count = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                const QColor pixel = image.pixelColor(x, y);
+                count += pixel.blue() > 200 && pixel.red() < 80 && pixel.green() < 80 ? 1 : 0;
+            }
+        }
+        return count;
+    };
+    QCOMPARE(bluePixels(), 0);  // no text yet
+
+    annotation->setText(QStringLiteral("Kartopress"));
+    QCOMPARE(annotation->getText(), QStringLiteral("Kartopress"));
+    QVERIFY(bluePixels() > 20);
 }
 
 QTEST_MAIN(TestGeoMapView)
