@@ -5,7 +5,6 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QUrl>
-#include <cstring>
 
 #include "tasks/digest.h"
 
@@ -24,18 +23,22 @@ public:
 
     bool atEnd() const { return position >= filled && file.atEnd(); }
 
-    qint64 read(char* into, qint64 maximum)
+    // The next piece of at most `maximum` bytes, in place in the block: hashing reads it there, so no
+    // copy is made. The count is -1 on a read error.
+    const char* read(qint64 maximum, qint64& count)
     {
         if (position >= filled) {
             filled = file.read(block.data(), block.size());
             position = 0;
-            if (filled < 0)
-                return -1;
+            if (filled < 0) {
+                count = -1;
+                return nullptr;
+            }
         }
-        const qint64 count = qMin(maximum, filled - position);
-        std::memcpy(into, block.constData() + position, size_t(count));
+        const char* piece = block.constData() + position;
+        count = qMin(maximum, filled - position);
         position += count;
-        return count;
+        return piece;
     }
 
 private:
@@ -81,7 +84,6 @@ void ChecksumTask::run()
     const QString hashingMessage = tr("Calculating checksum for '%1'").arg(name);
     emit progress(id_, hashingMessage, 0);
 
-    const QSharedPointer<char> buffer(new char[bufferSize_], [](char* data) { delete[] data; });
     BlockReader reader(input, int(qMax<quint32>(bufferSize_, readBlockSize)));
     bool successful = true;
     qint64 total = 0;
@@ -90,12 +92,13 @@ void ChecksumTask::run()
             successful = false;
             break;
         }
-        const qint64 count = reader.read(buffer.data(), bufferSize_);
+        qint64 count = 0;
+        const char* piece = reader.read(bufferSize_, count);
         if (count == -1) {
             successful = false;
             break;
         }
-        hash.addData(buffer.data(), count);
+        hash.addData(piece, count);
         total += count;
         emit progress(id_, hashingMessage, quint8(int(double(total) / double(size) * 100.0)));
     }
