@@ -19,6 +19,7 @@
 #include "tests/support/modalanswerer.h"
 #include "tests/support/scriptedtask.h"
 #include "tests/support/settingssandbox.h"
+#include "tests/support/testfiles.h"
 
 namespace {
 
@@ -30,14 +31,6 @@ bool withTray()
 bool withoutTray()
 {
     return false;
-}
-
-void writeText(const QString& path, const QByteArray& text)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    file.open(QIODevice::WriteOnly);
-    file.write(text);
 }
 
 }  // namespace
@@ -280,8 +273,8 @@ void TestShell::aboutFindsItsTexts()
     const QString bin = root.filePath(QStringLiteral("opt/kartopress/bin"));
     QDir().mkpath(bin);
     if (!agreementAt.isEmpty())
-        writeText(QDir(bin).filePath(agreementAt), "The agreement.\n");
-    writeText(QDir(bin).filePath(QStringLiteral("../acknowledgements.txt")), "Thanks.\n");
+        writeFile(QDir(bin).filePath(agreementAt), "The agreement.\n");
+    writeFile(QDir(bin).filePath(QStringLiteral("../acknowledgements.txt")), "Thanks.\n");
 
     About about(nullptr, bin);
     QCOMPARE(about.windowTitle(), QStringLiteral("About Kartopress 2022"));

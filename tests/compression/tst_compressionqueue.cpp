@@ -7,6 +7,7 @@
 
 #include "app/kartopress.h"
 #include "compression/compressiontask.h"
+#include "tests/support/testfiles.h"
 #include "tests/support/faketool.h"
 #include "tests/support/modalanswerer.h"
 #include "tests/support/settingssandbox.h"
@@ -16,19 +17,6 @@ namespace {
 bool withoutTray()
 {
     return false;
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const QByteArray& data)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(data);
 }
 
 const QString tool = QStringLiteral("ImageCompressor");

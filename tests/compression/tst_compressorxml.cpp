@@ -10,24 +10,12 @@
 #include <memory>
 
 #include "compression/compressorxml.h"
+#include "tests/support/testfiles.h"
 
 namespace {
 
 using Xml = CompressorXml;
 const double notGiven = std::numeric_limits<double>::quiet_NaN();
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const QByteArray& data)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(data);
-}
 
 // The start tags of a document as "path@attribute=value" lines, attributes in document order, with
 // the root left out of the path, and "path=text" for text. The name and value pairs of option and item

@@ -6,6 +6,7 @@
 
 #include "diagnostics/diskspeedtask.h"
 #include "tests/support/faketool.h"
+#include "tests/support/testfiles.h"
 
 namespace {
 
@@ -22,8 +23,7 @@ QString table(const QString& throughput, const QString& iops, const QString& lat
 
 QString readAll(const QString& path)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly | QIODevice::Text) ? QString::fromUtf8(file.readAll()) : QString();
+    return QString::fromUtf8(readFile(path));
 }
 
 QStringList messages(const QSignalSpy& spy)

@@ -6,6 +6,7 @@
 #include "tasks/checksumtask.h"
 #include "tasks/digest.h"
 #include "tests/support/desktopcapture.h"
+#include "tests/support/testfiles.h"
 #include "tests/support/modalanswerer.h"
 
 namespace {
@@ -21,16 +22,8 @@ QByteArray patterned(qint64 size)
 QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& data)
 {
     const QString path = dir.filePath(name);
-    QFile file(path);
-    file.open(QIODevice::WriteOnly);
-    file.write(data);
+    ::writeFile(path, data);
     return path;
-}
-
-QByteArray readFile(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 struct Spies {
