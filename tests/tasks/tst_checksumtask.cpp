@@ -181,20 +181,26 @@ void TestChecksumTask::outputThatCannotBeWritten()
 void TestChecksumTask::abortDuringHashing()
 {
     QTemporaryDir dir;
-    const QString input = writeFile(dir, QStringLiteral("big.wvc"), patterned(64 * 1024));
+    // Large enough for several read blocks, so that the abort lands in the middle of the file.
+    const int buffers = 256;
+    const QString input = writeFile(dir, QStringLiteral("big.wvc"), patterned(buffers * 16384));
     ChecksumTask task;
     task.setInputFilename(input);
     task.setOutputFilename(input + QStringLiteral(".md5"));
-    task.setBufferSize(4096);
     Spies spies(&task);
-    // Aborted from inside the loop, as the GUI thread would between two reads.
+    // Aborted when the first figure of the hashing arrives, as a person watching the window would.
     connect(&task, &ChecksumTask::progress, &task, [&task, &spies] {
-        if (spies.progress.count() == 3)
+        if (spies.progress.count() == 2)
             task.abort();
     });
     task.run();
 
     QCOMPARE(task.state(), int(TaskState::Failed));
+    // The buffers already hashed are all reported, and the loop stopped long before the end.
+    const int hashing = spies.progress.count() - 2;
+    QVERIFY2(hashing > 0 && hashing < buffers / 2, qPrintable(QString::number(hashing)));
+    for (int i = 1; i <= hashing; ++i)
+        QCOMPARE(spies.progress.at(i).at(2).toInt(), int(i * 100 / buffers));
     QCOMPARE(spies.progress.last().at(1).toString(), QStringLiteral("Checksum calculation aborted for file 'big.wvc'."));
     QCOMPARE(spies.progress.last().at(2).toInt(), 100);
     QCOMPARE(spies.failed.count(), 1);
