@@ -52,7 +52,9 @@ private:
     qint64 position = 0;
 };
 
-constexpr int readBlockSize = 1 << 20;
+constexpr quint32 readBlockSize = 1u << 20;
+constexpr quint32 defaultBufferSize = 16384;
+constexpr quint32 largestBuffer = 64u << 20;
 
 }  // namespace
 
@@ -88,13 +90,16 @@ void ChecksumTask::run()
     const QString hashingMessage = tr("Calculating checksum for '%1'").arg(name);
     emit progress(id_, hashingMessage, 0);
 
-    BlockReader reader(input, int(qMax<quint32>(bufferSize_, readBlockSize)));
+    // The property can be set to anything: a zero buffer would never get past the first byte, and one
+    // beyond what an int counts would not allocate.
+    const quint32 buffer = bufferSize_ == 0 ? defaultBufferSize : qMin(bufferSize_, largestBuffer);
+    BlockReader reader(input, int(qMax(buffer, readBlockSize)));
     // Every buffer gets its progress message, but the messages of one block are posted together once
     // the block is hashed. A post that finds the GUI thread asleep must wake it on the other core, and
     // on a virtual machine that costs about as much as hashing the buffer; posted back to back, one
     // wake-up serves the whole block. The GUI sees the same messages in the same order, at most one
     // block (about a millisecond) late.
-    QVarLengthArray<quint8, readBlockSize / 16384> unposted;
+    QVarLengthArray<quint8, readBlockSize / defaultBufferSize> unposted;
     const auto postProgress = [&] {
         for (const quint8 percent : unposted)
             emit progress(id_, hashingMessage, percent);
@@ -108,7 +113,7 @@ void ChecksumTask::run()
             break;
         }
         qint64 count = 0;
-        const char* piece = reader.read(bufferSize_, count);
+        const char* piece = reader.read(buffer, count);
         if (count == -1) {
             successful = false;
             break;

@@ -59,6 +59,6 @@ private:
     QString logFilename_;  // a property that nothing reads: the job never has a log
     QCryptographicHash::Algorithm algorithm_ = QCryptographicHash::Md5;
     quint32 id_ = 0;
-    quint32 bufferSize_ = 16384;
+    quint32 bufferSize_ = 16384;  // 0 falls back to 16384 when run
     QSharedPointer<QAction> openChecksumAction;
 };

@@ -62,16 +62,20 @@ private slots:
 void TestChecksumTask::writesChecksumLine_data()
 {
     QTest::addColumn<qint64>("size");
+    QTest::addColumn<quint32>("bufferSize");
     QTest::addColumn<int>("reads");
 
-    QTest::newRow("empty") << qint64(0) << 0;
-    QTest::newRow("one buffer") << qint64(16384) << 1;
-    QTest::newRow("several buffers") << qint64(3 * 16384 + 5) << 4;
+    QTest::newRow("empty") << qint64(0) << 16384u << 0;
+    QTest::newRow("one buffer") << qint64(16384) << 16384u << 1;
+    QTest::newRow("several buffers") << qint64(3 * 16384 + 5) << 16384u << 4;
+    QTest::newRow("zero buffer size takes the default") << qint64(3 * 16384 + 5) << 0u << 4;
+    QTest::newRow("buffer size beyond an int") << qint64(100) << 0xffffffffu << 1;
 }
 
 void TestChecksumTask::writesChecksumLine()
 {
     QFETCH(qint64, size);
+    QFETCH(quint32, bufferSize);
     QFETCH(int, reads);
     QTemporaryDir dir;
     const QByteArray data = patterned(size);
@@ -83,6 +87,7 @@ void TestChecksumTask::writesChecksumLine()
     task.setInputFilename(input);
     task.setOutputFilename(output);
     task.setId(3);
+    task.setBufferSize(bufferSize);
     Spies spies(&task);
     task.run();
 
