@@ -53,7 +53,6 @@ private:
 };
 
 constexpr quint32 readBlockSize = 1u << 20;
-constexpr quint32 defaultBufferSize = 16384;
 constexpr quint32 largestBuffer = 64u << 20;
 
 }  // namespace

@@ -20,6 +20,9 @@ class ChecksumTask : public QObject, public RunnableTaskBase
     Q_PROPERTY(quint32 bufferSize READ bufferSize WRITE setBufferSize)
 
 public:
+    // Also what a buffer size of 0 falls back to when the job runs.
+    static constexpr quint32 defaultBufferSize = 16384;
+
     explicit ChecksumTask(QObject* parent = nullptr);
 
     void run() override;
@@ -59,6 +62,6 @@ private:
     QString logFilename_;  // a property that nothing reads: the job never has a log
     QCryptographicHash::Algorithm algorithm_ = QCryptographicHash::Md5;
     quint32 id_ = 0;
-    quint32 bufferSize_ = 16384;  // 0 falls back to 16384 when run
+    quint32 bufferSize_ = defaultBufferSize;
     QSharedPointer<QAction> openChecksumAction;
 };
