@@ -19,6 +19,7 @@
 #include "core/toolpaths.h"
 #include "tasks/checksumtask.h"
 #include "tasks/runnabletaskbase.h"
+#include "wizard/dataset/compressionutilfactory.h"
 
 namespace {
 
@@ -147,7 +148,7 @@ Kartopress::Kartopress(QWidget* parent)
 
 Kartopress::~Kartopress()
 {
-    stop();
+    shutDownJobs();
     delete trayIcon;
     trayIcon = nullptr;
     for (int row = 0; row < ui->taskTable->rowCount(); ++row) {
@@ -160,10 +161,43 @@ Kartopress::~Kartopress()
     settings->setValue(QStringLiteral("GUI/ProgressGeometry"), geometry());
     settings->setValue(QStringLiteral("GUI/TableHeaderState"), ui->taskTable->horizontalHeader()->saveState());
     settings->setValue(QStringLiteral("GUI/TableHeaderGeom"), ui->taskTable->horizontalHeader()->saveGeometry());
+    TSR::ImageCompressor::API::CompressionUtilFactory::Shutdown();
     delete licenseCheck;
     delete ui;
     if (mainWindow == this)
         mainWindow = nullptr;
+}
+
+void Kartopress::shutDownJobs()
+{
+    // The program ends whatever is answered here, and the jobs are deleted right after, so the pool
+    // must be idle before this returns. Yes interrupts the running job; No lets it finish its output
+    // (a half-written result is worth less than a late exit), and the queued jobs are dropped either way.
+    const bool interrupt = !runIsActive() || askToStop();
+    abortJobs(interrupt);
+    QThreadPool::globalInstance()->waitForDone(-1);
+}
+
+bool Kartopress::askToStop()
+{
+    return QMessageBox::question(this, tr("Abort?"), tr("Are you sure you want to stop the currently running tasks?"),
+                                 QMessageBox::Yes | QMessageBox::No)
+        == QMessageBox::Yes;
+}
+
+void Kartopress::abortJobs(bool includingRunning)
+{
+    // Queued jobs are marked before the running one is interrupted: once its child is gone the
+    // worker takes the next job at once, and that one must already find its mark.
+    for (const bool running : {false, true}) {
+        if (running && !includingRunning)
+            break;
+        for (int row = 0; row < ui->taskTable->rowCount(); ++row) {
+            RunnableTaskBase* task = taskAt(row);
+            if (task && (task->state() == TaskState::Running) == running)
+                task->abort();
+        }
+    }
 }
 
 Kartopress* Kartopress::instance()
@@ -349,20 +383,9 @@ void Kartopress::start()
 
 void Kartopress::stop()
 {
-    if (runIsActive()
-        && QMessageBox::question(this, tr("Abort?"), tr("Are you sure you want to stop the currently running tasks?"),
-                                 QMessageBox::Yes | QMessageBox::No)
-               != QMessageBox::Yes)
+    if (runIsActive() && !askToStop())
         return;
-    // Queued jobs are marked before the running one is interrupted: once its child is gone the
-    // worker takes the next job at once, and that one must already find its mark.
-    for (const bool running : {false, true}) {
-        for (int row = 0; row < ui->taskTable->rowCount(); ++row) {
-            RunnableTaskBase* task = taskAt(row);
-            if (task && (task->state() == TaskState::Running) == running)
-                task->abort();
-        }
-    }
+    abortJobs(true);
     QThreadPool::globalInstance()->waitForDone(-1);
     ui->actionStart->setEnabled(true);
     ui->actionStop->setEnabled(false);
@@ -412,7 +435,9 @@ void Kartopress::taskFinish(quint32 taskId)
     const int row = int(taskId);
     if (RunnableTaskBase* task = taskAt(row)) {
         const int state = task->state();
-        setStatus(row, state, task->warningMessage());
+        // A job that ends still Pending or Running (a start that never got going) has failed too.
+        const bool ran = state == TaskState::Succeeded || state == TaskState::Warning;
+        setStatus(row, ran ? state : TaskState::Failed, task->warningMessage());
         if (state == TaskState::Succeeded) {
             QAction* view = task->viewAction();
             QToolButton* viewButton = rowButton(view ? view->icon() : QIcon());

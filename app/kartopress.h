@@ -73,6 +73,9 @@ protected:
 
 private:
     RunnableTaskBase* taskAt(int row) const;
+    bool askToStop();
+    void abortJobs(bool includingRunning);
+    void shutDownJobs();
     void setStatus(int row, int state, const QString& warning = QString());
     void announceEndOfRun(int failures);
     void showBalloon(const QString& title, const QString& message, QSystemTrayIcon::MessageIcon icon);
