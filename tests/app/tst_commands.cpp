@@ -2,13 +2,16 @@
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QThreadPool>
+#include <QToolButton>
 #include <QtTest>
 
 #include "app/kartopress.h"
 #include "core/settings.h"
+#include "tests/support/desktopcapture.h"
 #include "tests/support/faketool.h"
 #include "tests/support/modalanswerer.h"
 #include "tests/support/settingssandbox.h"
+#include "tests/support/testfiles.h"
 
 class TestCommands : public QObject
 {
@@ -17,17 +20,19 @@ class TestCommands : public QObject
 private slots:
     void init();
     void cleanup();
-    void fileCheckFromTheDialog();
-    void fileCheckCancelled();
+    void jobsFromTheFileDialogs_data();
+    void jobsFromTheFileDialogs();
+    void dialogsCancelledOrRefused_data();
+    void dialogsCancelledOrRefused();
     void fileCheckFromDroppedFiles();
-    void benchmarkDirectoryCrossesSettings();
-    void benchmarkRefusesUnwritableDirectory();
     void benchmarkRowShowsSummaryAndWarning();
-    void diagnosticsNeedTheirTools();
 
 private:
     QTableWidget* table() const { return window->findChild<QTableWidget*>(QStringLiteral("NAME_TASK_INPUT_LIST")); }
     QAction* action(const char* name) const { return window->findChild<QAction*>(QLatin1String(name)); }
+    // Every row as "input | output | task | status".
+    QStringList rows() const;
+    QString lastDirectory() const { return createSettings()->value(QStringLiteral("GUI/CheckerLastDir")).toString(); }
 
     std::unique_ptr<SettingsSandbox> sandbox;
     std::unique_ptr<FakeTool> tools;
@@ -55,36 +60,105 @@ void TestCommands::cleanup()
     sandbox.reset();
 }
 
-void TestCommands::fileCheckFromTheDialog()
+QStringList TestCommands::rows() const
 {
-    QStringList files;
-    for (const char* name : {"b.wvc", "a.jp2"}) {
-        files.append(data->filePath(QLatin1String(name)));
-        QFile(files.last()).open(QIODevice::WriteOnly);
+    QStringList all;
+    for (int row = 0; row < table()->rowCount(); ++row) {
+        QStringList cells;
+        for (int column = 0; column < 4; ++column)
+            cells.append(table()->item(row, column) ? table()->item(row, column)->text() : QString());
+        all.append(cells.join(QStringLiteral(" | ")));
     }
-    ModalAnswerer answerer({ModalAnswerer::files(files)});
-    action("actionWvcCheck")->trigger();
+    return all;
+}
 
+void TestCommands::jobsFromTheFileDialogs_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QStringList>("chosen");  // names inside the data directory; "." is the directory
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QStringList>("rowsAfterRun");  // %1 is the data directory
+
+    QTest::newRow("file check") << "actionWvcCheck" << QStringList{"b.wvc", "a.jp2"}
+                                << "Select an WVC or JPEG 2000 file"
+                                << QStringList{"b.wvc |  | Validate | Succeeded", "a.jp2 |  | Validate | Succeeded"};
+    QTest::newRow("checksum") << "actionChecksum" << QStringList{"one.wvc", "two.jp2"}
+                              << "Select files to calculate checksums"
+                              << QStringList{"one.wvc | one.wvc.md5 | Hash | Succeeded",
+                                             "two.jp2 | two.jp2.md5 | Hash | Succeeded"};
+    // The benchmark's result text takes the output column once it has run.
+    QTest::newRow("benchmark") << "actionDiskSpeed" << QStringList{"."}
+                               << "Select directory to benchmark and log to. Write permission required."
+                               << QStringList{"%1/ |  | Benchmark | Succeeded"};
+}
+
+void TestCommands::jobsFromTheFileDialogs()
+{
+    QFETCH(QString, command);
+    QFETCH(QStringList, chosen);
+    QFETCH(QString, title);
+    QFETCH(QStringList, rowsAfterRun);
+    QStringList paths;
+    for (const QString& name : chosen) {
+        paths.append(name == QLatin1String(".") ? data->path() : data->filePath(name));
+        if (name != QLatin1String("."))
+            writeFile(paths.last(), QByteArray(50000, name.at(0).toLatin1()));
+    }
+    ModalAnswerer answerer({ModalAnswerer::files(paths)});
+    action(qPrintable(command))->trigger();
     QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(answerer.seen().first().title, QStringLiteral("Select an WVC or JPEG 2000 file"));
-    QCOMPARE(table()->rowCount(), 2);
-    QCOMPARE(table()->item(0, 0)->text(), QStringLiteral("b.wvc"));
-    QCOMPARE(table()->item(1, 2)->text(), QStringLiteral("Validate"));
-    QCOMPARE(createSettings()->value(QStringLiteral("GUI/CheckerLastDir")).toString(), files.first());
+    QCOMPARE(answerer.seen().first().title, title);
+    QCOMPARE(lastDirectory(), paths.first());
+    QCOMPARE(table()->rowCount(), chosen.size());
+    if (command == QLatin1String("actionDiskSpeed"))  // the write test leaves nothing behind
+        QCOMPARE(QDir(data->path()).entryList(QDir::Files), QStringList());
 
     answerer.expect(ModalAnswerer::button(QMessageBox::Ok));
     window->start();
     QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(table()->item(1, 3)->text(), QStringLiteral("Succeeded"));
-    QCOMPARE(tools->invocations(QStringLiteral("WVCCheck")).at(1).arguments, QStringList{files.last()});
-    QVERIFY(QFile::exists(files.last() + QStringLiteral("-checker.log")));
+    QCOMPARE(rows().join(QLatin1Char('\n')), rowsAfterRun.join(QLatin1Char('\n')).replace(QStringLiteral("%1"), data->path()));
+    if (command == QLatin1String("actionWvcCheck")) {
+        QCOMPARE(tools->invocations(QStringLiteral("WVCCheck")).at(1).arguments, QStringList{paths.last()});
+        QVERIFY(QFile::exists(paths.last() + QStringLiteral("-checker.log")));
+    }
+    if (command == QLatin1String("actionChecksum")) {
+        // The row's buttons open the log and the result.
+        DesktopCapture desktop;
+        for (int column : {4, 5})
+            qobject_cast<QToolButton*>(table()->indexWidget(table()->model()->index(1, column)))->click();
+        QCOMPARE(desktop.urls.size(), 1);
+        QCOMPARE(desktop.urls.first(), QUrl::fromLocalFile(paths.last() + QStringLiteral(".md5")));
+    }
 }
 
-void TestCommands::fileCheckCancelled()
+void TestCommands::dialogsCancelledOrRefused_data()
 {
-    ModalAnswerer answerer({ModalAnswerer::reject()});
-    action("actionWvcCheck")->trigger();
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QString>("answer");  // a path, or empty to cancel
+    QTest::addColumn<QString>("refusal");
+
+    QTest::newRow("file check cancelled") << "actionWvcCheck" << QString() << QString();
+    QTest::newRow("checksum cancelled") << "actionChecksum" << QString() << QString();
+    QTest::newRow("benchmark cancelled") << "actionDiskSpeed" << QString() << QString();
+    // Running as root, permissions do not refuse a write; a file system that takes no files does.
+    QTest::newRow("benchmark on an unwritable directory")
+        << "actionDiskSpeed" << "/proc"
+        << "Disk benchmarking requires write permission to the selected directory.\nPlease select another directory.";
+}
+
+void TestCommands::dialogsCancelledOrRefused()
+{
+    QFETCH(QString, command);
+    QFETCH(QString, answer);
+    QFETCH(QString, refusal);
+    ModalAnswerer answerer({answer.isEmpty() ? ModalAnswerer::reject() : ModalAnswerer::files({answer})});
+    if (!refusal.isEmpty())
+        answerer.expect(ModalAnswerer::button(QMessageBox::Ok));
+    action(qPrintable(command))->trigger();
     QVERIFY2(answerer.done(), qPrintable(answerer.report()));
+    if (!refusal.isEmpty())
+        QCOMPARE((QStringList{answerer.seen().last().title, answerer.seen().last().text}),
+                 (QStringList{"Error", refusal}));
     QCOMPARE(table()->rowCount(), 0);
     QVERIFY(!createSettings()->contains(QStringLiteral("GUI/CheckerLastDir")));
 }
@@ -93,41 +167,8 @@ void TestCommands::fileCheckFromDroppedFiles()
 {
     QDir::setCurrent(data->path());
     window->newCheckTaskWithFiles({QUrl::fromLocalFile(QStringLiteral("relative.wvc"))});
-    QCOMPARE(table()->rowCount(), 1);
-    QCOMPARE(table()->item(0, 0)->text(), QStringLiteral("relative.wvc"));
+    QCOMPARE(rows(), QStringList{"relative.wvc |  | Validate | Pending"});
     QVERIFY(createSettings()->allKeys().isEmpty());
-}
-
-void TestCommands::benchmarkDirectoryCrossesSettings()
-{
-    createSettings()->setValue(QStringLiteral("GUI/CheckerLastDir"), QStringLiteral("/elsewhere/file.wvc"));
-    const QString directory = data->filePath(QStringLiteral("fast disk"));
-    QDir().mkpath(directory);
-    ModalAnswerer answerer({ModalAnswerer::files({directory})});
-    action("actionDiskSpeed")->trigger();
-
-    QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(answerer.seen().first().title, QStringLiteral("Select directory to benchmark and log to. Write permission required."));
-    QCOMPARE(table()->rowCount(), 1);
-    QCOMPARE(table()->item(0, 0)->text(), directory + QLatin1Char('/'));
-    QCOMPARE(table()->item(0, 2)->text(), QStringLiteral("Benchmark"));
-    QCOMPARE(createSettings()->value(QStringLiteral("GUI/CheckerLastDir")).toString(), directory);
-    QVERIFY(!createSettings()->contains(QStringLiteral("GUI/DiskSpdLastDir")));
-    // The write test leaves nothing behind.
-    QCOMPARE(QDir(directory).entryList(QDir::Files), QStringList());
-}
-
-void TestCommands::benchmarkRefusesUnwritableDirectory()
-{
-    // Running as root, permissions do not refuse a write; a file system that takes no files does.
-    ModalAnswerer answerer({ModalAnswerer::files({QStringLiteral("/proc")}), ModalAnswerer::button(QMessageBox::Ok)});
-    action("actionDiskSpeed")->trigger();
-    QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(answerer.seen().last().title, QStringLiteral("Error"));
-    QCOMPARE(answerer.seen().last().text, QStringLiteral("Disk benchmarking requires write permission to the selected "
-                                                         "directory.\nPlease select another directory."));
-    QCOMPARE(table()->rowCount(), 0);
-    QVERIFY(!createSettings()->contains(QStringLiteral("GUI/CheckerLastDir")));
 }
 
 void TestCommands::benchmarkRowShowsSummaryAndWarning()
@@ -138,22 +179,12 @@ void TestCommands::benchmarkRowShowsSummaryAndWarning()
     window->start();
     QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
 
-    QCOMPARE(table()->item(0, 3)->text(), QStringLiteral("Warning"));
+    QCOMPARE(rows(), QStringList{data->path() + "/ | IOPS: 300.00, Throughput: 1.50 MiB/sec, Latency: 80.000ms | "
+                                                "Benchmark | Warning"});
     QCOMPARE(table()->item(0, 3)->toolTip(),
              QStringLiteral("Slow disk IO detected. Please refer to user guide.\nSee log for technical details."));
-    QCOMPARE(table()->item(0, 1)->text(), QStringLiteral("IOPS: 300.00, Throughput: 1.50 MiB/sec, Latency: 80.000ms"));
     QVERIFY(!table()->indexWidget(table()->model()->index(0, 5)));
     QCOMPARE(answerer.seen().last().text, QStringLiteral("All tasks finished successfully."));
-}
-
-void TestCommands::diagnosticsNeedTheirTools()
-{
-    tools = std::make_unique<FakeTool>();  // no tools at all
-    window = std::make_unique<Kartopress>();
-    for (const char* name : {"actionWvcCheck", "actionDiskSpeed"}) {
-        QVERIFY(!action(name)->isEnabled());
-        QCOMPARE(action(name)->toolTip(), QStringLiteral("Kartopress Utilities not installed."));
-    }
 }
 
 QTEST_MAIN(TestCommands)

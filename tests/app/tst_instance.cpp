@@ -1,4 +1,3 @@
-#include <QElapsedTimer>
 #include <QLocalSocket>
 #include <QLockFile>
 #include <QProcess>
@@ -101,10 +100,7 @@ void TestInstance::unreachableFirstInstance()
     QVERIFY(lock.tryLock(0));
     SingleInstance second(key());
     QVERIFY(!second.isPrimary());
-    QElapsedTimer timer;
-    timer.start();
     QVERIFY(!second.sendMessage(QStringLiteral("{ACTIVATE}"), 500));
-    QVERIFY(timer.elapsed() < 5000);
 }
 
 void TestInstance::quitWithNoneRunningEndsAtOnce()

@@ -1,5 +1,5 @@
 #include <QAction>
-#include <QHeaderView>
+#include <QCryptographicHash>
 #include <QLabel>
 #include <QPointer>
 #include <QProgressBar>
@@ -7,6 +7,7 @@
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QThreadPool>
+#include <QTimer>
 #include <QToolButton>
 #include <QtTest>
 
@@ -17,21 +18,15 @@
 #include "tests/support/modalanswerer.h"
 #include "tests/support/scriptedtask.h"
 #include "tests/support/settingssandbox.h"
+#include "tests/support/testfiles.h"
 
 namespace {
 
-bool withTray()
-{
-    return true;
-}
+bool trayWanted = false;
 
-bool withoutTray()
-{
-    return false;
-}
-
-const QString refusal = QStringLiteral(
-    "Cannot delete queued tasks while task list is running. Wait for tasks to stop before removing items form the queue.");
+const QString allFine = QStringLiteral("All tasks finished successfully.");
+const QString notAllFine =
+    QStringLiteral("Not all tasks finished successfully. Refer to the output log(s) for more information.");
 
 }  // namespace
 
@@ -42,28 +37,23 @@ class TestQueue : public QObject
 private slots:
     void init();
     void cleanup();
-    void startRefusesDuplicateOutputs();
-    void duplicateOutputRule_data();
-    void duplicateOutputRule();
-    void runEndsWithBoxWithoutTray_data();
-    void runEndsWithBoxWithoutTray();
-    void runEndsWithBalloonsWithTray_data();
-    void runEndsWithBalloonsWithTray();
-    void jobAddedDuringRunJoinsIt();
+    void duplicateOutputs_data();
+    void duplicateOutputs();
+    void runEnd_data();
+    void runEnd();
+    void longRunWithRemovalsLateJobAndStop();
     void secondStartHandsPendingJobsAgain();
-    void removalsRefusedWhileRunning();
-    void stopLeavesQueuedJobsPending();
-    void stopAnsweredNoChangesNothing();
     void removalsByState();
-    void logAndViewButtons();
-    void headerAndGeometrySurviveRestart();
-    void checksumJobsFromTheDialog();
+    void shutdownDuringChecksum_data();
+    void shutdownDuringChecksum();
 
 private:
+    void makeWindow(bool tray);
     ScriptedTask* job(const QString& tool, const QStringList& script, const QString& output = QString());
-    QTableWidget* table() const;
-    QString status(int row) const;
-    QAction* action(const char* name) const;
+    QTableWidget* table() const { return window->findChild<QTableWidget*>(QStringLiteral("NAME_TASK_INPUT_LIST")); }
+    QStringList statuses() const;
+    QAction* action(const char* name) const { return window->findChild<QAction*>(QLatin1String(name)); }
+    QWidget* cellWidget(int row, int column) const { return table()->indexWidget(table()->model()->index(row, column)); }
 
     std::unique_ptr<SettingsSandbox> sandbox;
     std::unique_ptr<FakeTool> tools;
@@ -74,8 +64,8 @@ void TestQueue::init()
 {
     sandbox = std::make_unique<SettingsSandbox>();
     tools = std::make_unique<FakeTool>();
-    Kartopress::systemTrayAvailable = &withoutTray;
-    window = std::make_unique<Kartopress>();
+    Kartopress::systemTrayAvailable = [] { return trayWanted; };
+    makeWindow(false);
 }
 
 void TestQueue::cleanup()
@@ -86,6 +76,13 @@ void TestQueue::cleanup()
     sandbox.reset();
 }
 
+void TestQueue::makeWindow(bool tray)
+{
+    trayWanted = tray;
+    window.reset();
+    window = std::make_unique<Kartopress>();
+}
+
 ScriptedTask* TestQueue::job(const QString& tool, const QStringList& script, const QString& output)
 {
     tools->install(tool);
@@ -93,43 +90,15 @@ ScriptedTask* TestQueue::job(const QString& tool, const QStringList& script, con
     return new ScriptedTask(tool, output.isNull() ? QStringLiteral("/data/") + tool + QStringLiteral(".wvc") : output);
 }
 
-QTableWidget* TestQueue::table() const
+QStringList TestQueue::statuses() const
 {
-    return window->findChild<QTableWidget*>(QStringLiteral("NAME_TASK_INPUT_LIST"));
+    QStringList texts;
+    for (int row = 0; row < table()->rowCount(); ++row)
+        texts.append(table()->item(row, 3) ? table()->item(row, 3)->text() : QString());
+    return texts;
 }
 
-QString TestQueue::status(int row) const
-{
-    QTableWidgetItem* item = table()->item(row, 3);
-    return item ? item->text() : QString();
-}
-
-QAction* TestQueue::action(const char* name) const
-{
-    return window->findChild<QAction*>(QLatin1String(name));
-}
-
-void TestQueue::startRefusesDuplicateOutputs()
-{
-    window->addTasks({job(QStringLiteral("a"), {}, QStringLiteral("/data/out.wvc")),
-                      job(QStringLiteral("b"), {}, QStringLiteral("/data/other.wvc")),
-                      job(QStringLiteral("c"), {}, QStringLiteral("/data/out.wvc"))});
-    ModalAnswerer answerer({ModalAnswerer::button(QMessageBox::Ok)});
-
-    window->start();
-
-    QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(answerer.seen().first().title, QStringLiteral("Error"));
-    QCOMPARE(answerer.seen().first().text, QStringLiteral("Duplicate output file name : /data/out.wvc"));
-    QCOMPARE(answerer.seen().first().icon, QMessageBox::Critical);
-    QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
-    for (const char* tool : {"a", "b", "c"})
-        QVERIFY(tools->invocations(QLatin1String(tool)).isEmpty());
-    QCOMPARE(status(1), QStringLiteral("Pending"));
-    QVERIFY(!action("actionStop")->isEnabled());
-}
-
-void TestQueue::duplicateOutputRule_data()
+void TestQueue::duplicateOutputs_data()
 {
     QTest::addColumn<QStringList>("outputs");
     QTest::addColumn<QString>("duplicate");
@@ -137,143 +106,168 @@ void TestQueue::duplicateOutputRule_data()
     QTest::newRow("letter case differs") << QStringList{"/data/Out.wvc", "/data/out.wvc"} << QString();
     QTest::newRow("empty outputs") << QStringList{"", ""} << QString();
     QTest::newRow("relative outputs") << QStringList{"result", "result"} << QString();
-    QTest::newRow("first duplicate") << QStringList{"/a/x", "/a/y", "/a/y", "/a/x"} << QStringLiteral("/a/y");
+    QTest::newRow("first duplicate wins") << QStringList{"/a/x", "/a/y", "/a/y", "/a/x"} << QStringLiteral("/a/y");
 }
 
-void TestQueue::duplicateOutputRule()
+void TestQueue::duplicateOutputs()
 {
     QFETCH(QStringList, outputs);
     QFETCH(QString, duplicate);
     QList<RunnableTaskBase*> tasks;
     for (int i = 0; i < outputs.size(); ++i)
-        tasks.append(new ScriptedTask(QStringLiteral("t%1").arg(i), outputs.at(i)));
+        tasks.append(job(QStringLiteral("t%1").arg(i), {"exit 0"}, outputs.at(i)));
     window->addTasks(tasks);
     QCOMPARE(window->findDuplicateOutput(), duplicate);
-    QCOMPARE(window->findDuplicateOutput().isNull(), duplicate.isNull());
-}
 
-void TestQueue::runEndsWithBoxWithoutTray_data()
-{
-    QTest::addColumn<QStringList>("lastScript");
-    QTest::addColumn<QString>("lastStatus");
-    QTest::addColumn<QString>("message");
-    QTest::addColumn<int>("icon");
-
-    const QString success = QStringLiteral("All tasks finished successfully.");
-    QTest::newRow("all succeeded") << QStringList{"exit 0"} << "Succeeded" << success << int(QMessageBox::Information);
-    QTest::newRow("a warning is no failure") << QStringList{"out WARN\\n"} << "Warning" << success
-                                             << int(QMessageBox::Information);
-    QTest::newRow("a failure") << QStringList{"exit 2"} << "Failed"
-                               << "Not all tasks finished successfully. Refer to the output log(s) for more information."
-                               << int(QMessageBox::Warning);
-}
-
-void TestQueue::runEndsWithBoxWithoutTray()
-{
-    QFETCH(QStringList, lastScript);
-    QFETCH(QString, lastStatus);
-    QFETCH(QString, message);
-    QFETCH(int, icon);
-    window->addTasks({job(QStringLiteral("first"), {"out halfway\\n", "exit 0"}), job(QStringLiteral("last"), lastScript)});
+    // A duplicate refuses the whole start; otherwise the run ends normally.
     ModalAnswerer answerer({ModalAnswerer::button(QMessageBox::Ok)});
-
     window->start();
-    QVERIFY(action("actionStop")->isEnabled());
-    QTRY_COMPARE(answerer.seen().size(), 1);
-
-    QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(answerer.seen().first().title, QStringLiteral("Kartopress"));
-    QCOMPARE(answerer.seen().first().text, message);
-    QCOMPARE(int(answerer.seen().first().icon), icon);
-    QCOMPARE(status(0), QStringLiteral("Succeeded"));
-    QCOMPARE(status(1), lastStatus);
-    QVERIFY(window->isVisible());
-    QVERIFY(action("actionStart")->isEnabled());
+    QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
+    const ModalRecord box = answerer.seen().first();
+    if (duplicate.isNull()) {
+        QCOMPARE(box.text, allFine);
+        return;
+    }
+    QCOMPARE(box.title, QStringLiteral("Error"));
+    QCOMPARE(box.text, QStringLiteral("Duplicate output file name : %1").arg(duplicate));
+    QCOMPARE(box.icon, QMessageBox::Critical);
+    for (int i = 0; i < outputs.size(); ++i)
+        QVERIFY(tools->invocations(QStringLiteral("t%1").arg(i)).isEmpty());
+    QCOMPARE(statuses(), QVector<QString>(outputs.size(), QStringLiteral("Pending")).toList());
     QVERIFY(!action("actionStop")->isEnabled());
-    // Log from the start on; View only for a success.
-    QVERIFY(table()->indexWidget(table()->model()->index(1, 4)));
-    QCOMPARE(table()->indexWidget(table()->model()->index(1, 5)) != nullptr, lastStatus == QLatin1String("Succeeded"));
-    QCOMPARE(window->findChild<QLabel*>(QStringLiteral("messageLabel"))->text(), QStringLiteral("halfway"));
 }
 
-void TestQueue::runEndsWithBalloonsWithTray_data()
+void TestQueue::runEnd_data()
 {
+    QTest::addColumn<bool>("tray");
     QTest::addColumn<QList<QStringList>>("scripts");
-    QTest::addColumn<QStringList>("jobTitles");
-    QTest::addColumn<QString>("endTitle");
+    QTest::addColumn<QStringList>("statuses");
+    // With a tray: the balloon titles, sorted; without: the text of the one box.
+    QTest::addColumn<QStringList>("notices");
 
-    QTest::newRow("one row: the job's balloon alone") << QList<QStringList>{{"exit 0"}} << QStringList{"Job Complete"}
-                                                      << QString();
-    QTest::newRow("warning and success") << QList<QStringList>{{"out WARN\\n"}, {"exit 0"}}
-                                         << QStringList{"Job Complete", "Warning"} << "Compression Complete";
-    QTest::newRow("failures counted") << QList<QStringList>{{"exit 1"}, {"crash"}, {"exit 0"}}
-                                      << QStringList{"Job Complete", "Job Failed", "Job Failed"}
-                                      << "Compression Complete (2 failures)";
+    const QList<QStringList> succeedAndWarn{{"out halfway\\n", "exit 0"}, {"out WARN\\n"}};
+    const QList<QStringList> mixed{{"exit 1"}, {"crash"}, {"exit 0"}};
+    QTest::newRow("box: a warning is no failure") << false << succeedAndWarn << QStringList{"Succeeded", "Warning"}
+                                                  << QStringList{allFine};
+    QTest::newRow("box: failures") << false << mixed << QStringList{"Failed", "Failed", "Succeeded"}
+                                   << QStringList{notAllFine};
+    QTest::newRow("box: one row") << false << QList<QStringList>{{"exit 0"}} << QStringList{"Succeeded"}
+                                  << QStringList{allFine};
+    QTest::newRow("tray: one row has its balloon alone")
+        << true << QList<QStringList>{{"exit 0"}} << QStringList{"Succeeded"} << QStringList{"Job Complete"};
+    QTest::newRow("tray: warning and success")
+        << true << succeedAndWarn << QStringList{"Succeeded", "Warning"}
+        << QStringList{"Compression Complete", "Job Complete", "Warning"};
+    QTest::newRow("tray: failures counted")
+        << true << mixed << QStringList{"Failed", "Failed", "Succeeded"}
+        << QStringList{"Compression Complete (2 failures)", "Job Complete", "Job Failed", "Job Failed"};
 }
 
-void TestQueue::runEndsWithBalloonsWithTray()
+void TestQueue::runEnd()
 {
+    QFETCH(bool, tray);
     QFETCH(QList<QStringList>, scripts);
-    QFETCH(QStringList, jobTitles);
-    QFETCH(QString, endTitle);
-    Kartopress::systemTrayAvailable = &withTray;
-    window = std::make_unique<Kartopress>();
+    QFETCH(QStringList, statuses);
+    QFETCH(QStringList, notices);
+    makeWindow(tray);
     QSignalSpy balloons(window.get(), &Kartopress::balloonShown);
     QList<RunnableTaskBase*> tasks;
     for (int i = 0; i < scripts.size(); ++i)
         tasks.append(job(QStringLiteral("tool%1").arg(i), scripts.at(i)));
     window->addTasks(tasks);
+    ModalAnswerer answerer(tray ? QList<ModalAnswerer::Answer>{} : QList{ModalAnswerer::button(QMessageBox::Ok)});
 
     window->start();
-    const int expected = jobTitles.size() + (endTitle.isNull() ? 0 : 1);
-    QTRY_COMPARE(balloons.size(), expected);
-    QTest::qWait(50);  // nothing further may follow
-    QCOMPARE(balloons.size(), expected);
-
-    // Jobs that end close together may be reported after the run's end, but the end comes once.
-    QStringList seenJobs;
-    QStringList seenEnds;
-    for (const QList<QVariant>& balloon : balloons) {
-        const QString title = balloon.first().toString();
-        if (title.startsWith(QLatin1String("Compression Complete"))) {
-            seenEnds.append(title);
-            QCOMPARE(balloon.at(1).toString(),
-                     QStringLiteral("Kartopress has finished processing all files in the job list. Refer to the "
-                                    "output log(s) for more information."));
-        } else {
-            seenJobs.append(title);
+    QVERIFY(action("actionStop")->isEnabled());
+    if (tray) {
+        QTRY_COMPARE(balloons.size(), notices.size());
+        QTest::qWait(50);  // nothing further may follow
+        QStringList titles;
+        for (const QList<QVariant>& balloon : balloons)
+            titles.append(balloon.first().toString());
+        titles.sort();
+        QCOMPARE(titles, notices);
+        // Jobs ending close together may be announced after the run's end.
+        for (const QList<QVariant>& balloon : balloons) {
+            if (balloon.first().toString().startsWith(QLatin1String("Compression Complete")))
+                QCOMPARE(balloon.at(1).toString(), QStringLiteral("Kartopress has finished processing all files in "
+                                                                  "the job list. Refer to the output log(s) for more "
+                                                                  "information."));
+            if (balloon.first() == QLatin1String("Job Complete") && scripts.size() == 1)
+                QCOMPARE(balloon.at(1).toString(), QStringLiteral("Kartopress has successfully finished processing "
+                                                                  "the file '/data/tool0.wvc'. See log file for more "
+                                                                  "details."));
         }
+    } else {
+        QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
+        QCOMPARE(answerer.seen().first().title, QStringLiteral("Kartopress"));
+        QCOMPARE(QStringList{answerer.seen().first().text}, notices);
+        QCOMPARE(answerer.seen().first().icon, notices.first() == allFine ? QMessageBox::Information : QMessageBox::Warning);
     }
-    seenJobs.sort();
-    QCOMPARE(seenJobs, jobTitles);
-    QCOMPARE(seenEnds, endTitle.isNull() ? QStringList() : QStringList{endTitle});
-    if (scripts.size() == 1)
-        QCOMPARE(balloons.first().at(1).toString(),
-                 QStringLiteral("Kartopress has successfully finished processing the file '/data/tool0.wvc'. See log "
-                                "file for more details."));
+    QCOMPARE(this->statuses(), statuses);
+    QVERIFY(window->isVisible());
+    QVERIFY(action("actionStart")->isEnabled());
+    QVERIFY(!action("actionStop")->isEnabled());
+    // Log from the start on; View only for a success.
+    for (int row = 0; row < statuses.size(); ++row) {
+        QVERIFY(cellWidget(row, 4));
+        QCOMPARE(cellWidget(row, 5) != nullptr, statuses.at(row) == QLatin1String("Succeeded"));
+    }
 }
 
-void TestQueue::jobAddedDuringRunJoinsIt()
+void TestQueue::longRunWithRemovalsLateJobAndStop()
 {
-    ScriptedTask* first = job(QStringLiteral("first"), {"out ready\\n", "sleep 400"});
-    window->addTasks({first});
-    ModalAnswerer answerer({ModalAnswerer::button(QMessageBox::Ok)});
+    makeWindow(true);
+    QSignalSpy balloons(window.get(), &Kartopress::balloonShown);
+    ScriptedTask* first = job(QStringLiteral("first"), {"sigint exit 0", "out ready\\n", "sleep 60000"});
+    window->addTasks({first, job(QStringLiteral("second"), {"exit 0"})});
     window->start();
     QTRY_VERIFY(first->allOutput().contains("ready"));
 
+    // Rows stay put while the list runs.
+    table()->selectAll();
+    const ModalAnswerer::Answer ok = ModalAnswerer::button(QMessageBox::Ok);
+    ModalAnswerer answerer({ok, ok, ok, ok});
+    window->deleteSelectedTasks();
+    window->deleteFailedTasks();
+    window->deleteSuccessfulTasks();
+    window->deleteAllTasks();
+    QVERIFY2(answerer.done(), qPrintable(answerer.report()));
+    for (const ModalRecord& record : answerer.seen())
+        QCOMPARE(record.text, QStringLiteral("Cannot delete queued tasks while task list is running. Wait for tasks "
+                                             "to stop before removing items form the queue."));
+
+    // A job added now joins the run without a press of Start.
     window->addTasks({job(QStringLiteral("late"), {"exit 1"})});
 
-    QTRY_COMPARE(answerer.seen().size(), 1);
-    QCOMPARE(tools->invocations(QStringLiteral("late")).size(), 1);
-    QCOMPARE(status(1), QStringLiteral("Failed"));
-    // The late job's failure is part of the run's result.
-    QCOMPARE(answerer.seen().first().icon, QMessageBox::Warning);
+    answerer.expect(ModalAnswerer::button(QMessageBox::No));
+    window->stop();
+    QCOMPARE(first->state(), int(TaskState::Running));
+    QVERIFY(action("actionStop")->isEnabled());
+
+    answerer.expect(ModalAnswerer::button(QMessageBox::Yes));
+    window->stop();
+    QVERIFY2(answerer.done(), qPrintable(answerer.report()));
+    QCOMPARE(answerer.seen().last().title, QStringLiteral("Abort?"));
+    QCOMPARE(answerer.seen().last().text, QStringLiteral("Are you sure you want to stop the currently running tasks?"));
+    QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+    QTRY_COMPARE(statuses(), (QStringList{"Failed", "Pending", "Pending"}));
+    QVERIFY(tools->invocations(QStringLiteral("second")).isEmpty() && tools->invocations(QStringLiteral("late")).isEmpty());
+    QVERIFY(action("actionStart")->isEnabled() && !action("actionStop")->isEnabled());
+    QTest::qWait(50);
+    QCOMPARE(balloons.size(), 1);  // the failed job's own balloon, and no end of run
+    QVERIFY(!window->isVisible());
+
+    window->start();
+    QTRY_COMPARE(statuses(), (QStringList{"Failed", "Succeeded", "Failed"}));
+    QTRY_VERIFY(std::any_of(balloons.begin(), balloons.end(), [](const QList<QVariant>& balloon) {
+        return balloon.first() == QLatin1String("Compression Complete (2 failures)");
+    }));
 }
 
 void TestQueue::secondStartHandsPendingJobsAgain()
 {
-    Kartopress::systemTrayAvailable = &withTray;
-    window = std::make_unique<Kartopress>();
+    makeWindow(true);
     ScriptedTask* first = job(QStringLiteral("first"), {"out ready\\n", "sleep 400"});
     window->addTasks({first, job(QStringLiteral("second"), {"exit 0"})});
 
@@ -284,79 +278,7 @@ void TestQueue::secondStartHandsPendingJobsAgain()
 
     QCOMPARE(tools->invocations(QStringLiteral("first")).size(), 1);
     QCOMPARE(tools->invocations(QStringLiteral("second")).size(), 2);
-    QTRY_COMPARE(status(1), QStringLiteral("Succeeded"));
-}
-
-void TestQueue::removalsRefusedWhileRunning()
-{
-    Kartopress::systemTrayAvailable = &withTray;
-    window = std::make_unique<Kartopress>();
-    ScriptedTask* first = job(QStringLiteral("first"), {"out ready\\n", "sleep 600"});
-    window->addTasks({first, job(QStringLiteral("second"), {"exit 1"})});
-    window->start();
-    QTRY_VERIFY(first->allOutput().contains("ready"));
-    table()->selectAll();
-    const ModalAnswerer::Answer ok = ModalAnswerer::button(QMessageBox::Ok);
-    ModalAnswerer answerer({ok, ok, ok, ok});
-
-    window->deleteSelectedTasks();
-    window->deleteFailedTasks();
-    window->deleteSuccessfulTasks();
-    window->deleteAllTasks();
-
-    QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    for (const ModalRecord& record : answerer.seen()) {
-        QCOMPARE(record.text, refusal);
-        QCOMPARE(record.title, QStringLiteral("Kartopress"));
-    }
-    QCOMPARE(table()->rowCount(), 2);
-}
-
-void TestQueue::stopLeavesQueuedJobsPending()
-{
-    Kartopress::systemTrayAvailable = &withTray;
-    window = std::make_unique<Kartopress>();
-    QSignalSpy balloons(window.get(), &Kartopress::balloonShown);
-    ScriptedTask* first = job(QStringLiteral("first"), {"sigint exit 0", "out ready\\n", "sleep 60000"});
-    window->addTasks({first, job(QStringLiteral("second"), {"exit 0"})});
-    window->start();
-    QTRY_VERIFY(first->allOutput().contains("ready"));
-    ModalAnswerer answerer({ModalAnswerer::button(QMessageBox::Yes)});
-
-    window->stop();
-
-    QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(answerer.seen().first().title, QStringLiteral("Abort?"));
-    QCOMPARE(answerer.seen().first().text, QStringLiteral("Are you sure you want to stop the currently running tasks?"));
-    QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
-    QTRY_COMPARE(status(0), QStringLiteral("Failed"));
-    QCOMPARE(status(1), QStringLiteral("Pending"));
-    QVERIFY(tools->invocations(QStringLiteral("second")).isEmpty());
-    QVERIFY(!action("actionStop")->isEnabled());
-    QVERIFY(action("actionStart")->isEnabled());
-    QTest::qWait(50);
-    QCOMPARE(balloons.size(), 1);  // the failed job's own balloon, and no end of run
-    QVERIFY(!window->isVisible());
-
-    window->start();
-    QTRY_COMPARE(status(1), QStringLiteral("Succeeded"));
-    QTRY_COMPARE(balloons.last().first().toString(), QStringLiteral("Compression Complete (1 failures)"));
-}
-
-void TestQueue::stopAnsweredNoChangesNothing()
-{
-    ScriptedTask* first = job(QStringLiteral("first"), {"out ready\\n", "sleep 300"});
-    window->addTasks({first});
-    window->start();
-    QTRY_VERIFY(first->allOutput().contains("ready"));
-    ModalAnswerer answerer({ModalAnswerer::button(QMessageBox::No), ModalAnswerer::button(QMessageBox::Ok)});
-
-    window->stop();
-    QCOMPARE(first->state(), int(TaskState::Running));
-    QVERIFY(action("actionStop")->isEnabled());
-
-    QTRY_COMPARE(status(0), QStringLiteral("Succeeded"));
-    QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
+    QTRY_COMPARE(statuses(), (QStringList{"Succeeded", "Succeeded"}));
 }
 
 void TestQueue::removalsByState()
@@ -374,21 +296,22 @@ void TestQueue::removalsByState()
     window->addTasks(tasks);
     auto* progress = window->findChild<QProgressBar*>(QStringLiteral("progress"));
     auto* label = window->findChild<QLabel*>(QStringLiteral("messageLabel"));
+    const auto remaining = [&] {
+        QList<quint32> ids;
+        for (const QPointer<ScriptedTask>& task : alive)
+            ids.append(task ? task->id() : 99);
+        return ids;
+    };
+
     progress->setValue(40);
-
     window->deleteFailedTasks();
-    QCOMPARE(table()->rowCount(), 3);
-    QVERIFY(!alive[0] && !alive[4]);
-    QCOMPARE(alive[2]->id(), 1u);
+    QCOMPARE(remaining(), (QList<quint32>{99, 0, 1, 2, 99}));
     QCOMPARE(progress->value(), 0);
-    QVERIFY(label->text().isEmpty());
 
-    window->deleteSuccessfulTasks();
-    QCOMPARE(table()->rowCount(), 2);
-    QVERIFY(!alive[1]);
-    QCOMPARE(alive[2]->id(), 0u);  // the Warning row stays
-    QCOMPARE(alive[3]->id(), 1u);
+    window->deleteSuccessfulTasks();  // the Warning row stays
+    QCOMPARE(remaining(), (QList<quint32>{99, 99, 0, 1, 99}));
 
+    // No selection changes no row, and still clears the status area.
     progress->setValue(70);
     label->setText(QStringLiteral("old"));
     table()->clearSelection();
@@ -400,70 +323,75 @@ void TestQueue::removalsByState()
     table()->selectRow(1);
     QKeyEvent press(QEvent::KeyPress, Qt::Key_Delete, Qt::NoModifier);
     QCoreApplication::sendEvent(table(), &press);
-    QCOMPARE(table()->rowCount(), 1);
-    QVERIFY(alive[2] && !alive[3]);
+    QCOMPARE(remaining(), (QList<quint32>{99, 99, 0, 99, 99}));
 
     window->deleteAllTasks();
     QCOMPARE(table()->rowCount(), 0);
     QVERIFY(!alive[2]);
 }
 
-void TestQueue::logAndViewButtons()
+void TestQueue::shutdownDuringChecksum_data()
 {
-    ScriptedTask* task = job(QStringLiteral("viewer"), {"exit 0"}, QStringLiteral("/data/result.wvc"));
-    task->log = QStringLiteral("/data/result.log");
-    window->addTasks({task});
-    ModalAnswerer answerer({ModalAnswerer::button(QMessageBox::Ok)});
-    window->start();
-    QTRY_VERIFY(answerer.done());
+    // How the program is ended, what is answered at the window's exit and at its destructor ("" where
+    // no question comes), and whether the job gets to finish.
+    QTest::addColumn<bool>("exitCommand");
+    QTest::addColumn<QStringList>("answers");
+    QTest::addColumn<bool>("finishes");
 
-    DesktopCapture desktop;
-    qobject_cast<QToolButton*>(table()->indexWidget(table()->model()->index(0, 4)))->click();
-    qobject_cast<QToolButton*>(table()->indexWidget(table()->model()->index(0, 5)))->click();
-    QCOMPARE(desktop.urls, (QList<QUrl>{QUrl::fromLocalFile(QStringLiteral("/data/result.log")),
-                                        QUrl::fromLocalFile(QStringLiteral("/data/result.wvc"))}));
-    QCOMPARE(table()->item(0, 1)->text(), QStringLiteral("result.wvc"));
+    QTest::newRow("Exit, Yes") << true << QStringList{"Yes"} << false;
+    QTest::newRow("Exit, No, Yes") << true << QStringList{"No", "Yes"} << false;
+    QTest::newRow("Exit, No, No: the job finishes") << true << QStringList{"No", "No"} << true;
+    QTest::newRow("quit message, Yes") << false << QStringList{"Yes"} << false;
+    QTest::newRow("quit message, No: the job finishes") << false << QStringList{"No"} << true;
 }
 
-void TestQueue::headerAndGeometrySurviveRestart()
+void TestQueue::shutdownDuringChecksum()
 {
-    window->setGeometry(QRect(100, 120, 800, 500));
-    table()->horizontalHeader()->resizeSection(0, 321);
-    window.reset();
-    QCOMPARE(createSettings()->value(QStringLiteral("GUI/ProgressGeometry")).toRect(), QRect(100, 120, 800, 500));
-
-    window = std::make_unique<Kartopress>();
-    QCOMPARE(window->geometry(), QRect(100, 120, 800, 500));
-    QCOMPARE(table()->horizontalHeader()->sectionSize(0), 321);
-    QCOMPARE(table()->columnCount(), 6);
-    QCOMPARE(table()->horizontalHeaderItem(4)->text(), QStringLiteral("  Log  "));
-}
-
-void TestQueue::checksumJobsFromTheDialog()
-{
+    QFETCH(bool, exitCommand);
+    QFETCH(QStringList, answers);
+    QFETCH(bool, finishes);
     QTemporaryDir dir;
-    QStringList files;
-    for (const char* name : {"one.wvc", "two.jp2"}) {
-        files.append(dir.filePath(QLatin1String(name)));
-        QFile file(files.last());
-        file.open(QIODevice::WriteOnly);
-        file.write(QByteArray(50000, name[0]));
+    const QString input = dir.filePath(QStringLiteral("big.wvc"));
+    {
+        QFile file(input);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(qint64(1) << 30));
     }
-    ModalAnswerer answerer({ModalAnswerer::files(files)});
-    action("actionChecksum")->trigger();
-    QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(answerer.seen().first().title, QStringLiteral("Select files to calculate checksums"));
-    QCOMPARE(table()->rowCount(), 2);
-    QCOMPARE(table()->item(1, 1)->text(), QStringLiteral("two.jp2.md5"));
-    QCOMPARE(table()->item(0, 2)->text(), QStringLiteral("Hash"));
-    QCOMPARE(createSettings()->value(QStringLiteral("GUI/CheckerLastDir")).toString(), files.first());
-
-    answerer.expect(ModalAnswerer::button(QMessageBox::Ok));
+    window->newChecksumTaskWithFiles({QUrl::fromLocalFile(input)});
+    QPointer<QObject> task = dynamic_cast<QObject*>(reinterpret_cast<RunnableTaskBase*>(
+        table()->item(0, 0)->data(Qt::UserRole).value<void*>()));
+    QSignalSpy finished(task.data(), SIGNAL(finished(quint32)));
+    QSignalSpy failed(task.data(), SIGNAL(failed(quint32, int)));
+    QList<ModalAnswerer::Answer> script;
+    for (const QString& answer : answers)
+        script.append(ModalAnswerer::button(answer == QLatin1String("Yes") ? QMessageBox::Yes : QMessageBox::No));
+    ModalAnswerer answerer(script);
     window->start();
-    QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(answerer.seen().last().text, QStringLiteral("All tasks finished successfully."));
-    QCOMPARE(status(0), QStringLiteral("Succeeded"));
-    QVERIFY(QFile::exists(files.last() + QStringLiteral(".md5")));
+    QTRY_COMPARE(statuses(), QStringList{"Running"});
+
+    // As in the program: the event loop ends, then the window is deleted.
+    if (exitCommand)
+        QTimer::singleShot(0, window.get(), &Kartopress::exit);
+    else
+        QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+    QCOMPARE(QCoreApplication::exec(), 0);
+    window.reset();
+
+    QVERIFY2(answerer.done(), qPrintable(answerer.report()));
+    QVERIFY(!task);
+    QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
+    const QString output = input + QStringLiteral(".md5");
+    QCOMPARE(QFile::exists(output), finishes);
+    if (finishes) {
+        QFile file(input);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCryptographicHash md5(QCryptographicHash::Md5);
+        md5.addData(&file);
+        QCOMPARE(readFile(output), md5.result().toHex().toUpper() + " *big.wvc");
+    }
+    // An interrupted job ends failed; a finished checksum job signals its end twice.
+    const QList<int> ends{finished.size(), failed.size()};
+    const QList<int> expectedEnds = finishes ? QList<int>{2, 0} : QList<int>{1, 1};
+    QCOMPARE(ends, expectedEnds);
 }
 
 QTEST_MAIN(TestQueue)
