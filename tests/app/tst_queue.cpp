@@ -44,6 +44,7 @@ private slots:
     void longRunWithRemovalsLateJobAndStop();
     void secondStartHandsPendingJobsAgain();
     void removalsByState();
+    void endWithoutFinalStateReadsFailed();
     void shutdownDuringChecksum_data();
     void shutdownDuringChecksum();
 
@@ -328,6 +329,23 @@ void TestQueue::removalsByState()
     window->deleteAllTasks();
     QCOMPARE(table()->rowCount(), 0);
     QVERIFY(!alive[2]);
+}
+
+void TestQueue::endWithoutFinalStateReadsFailed()
+{
+    makeWindow(true);
+    QSignalSpy balloons(window.get(), &Kartopress::balloonShown);
+    QList<RunnableTaskBase*> tasks;
+    for (const int state : {int(TaskState::Pending), int(TaskState::Running), 7}) {
+        auto* task = new ScriptedTask(QStringLiteral("t"));
+        task->setState(state);
+        tasks.append(task);
+    }
+    window->addTasks(tasks);
+    for (int row = 0; row < 3; ++row)
+        emit static_cast<ScriptedTask*>(tasks.at(row))->finished(quint32(row));
+    QTRY_COMPARE(statuses(), (QStringList{"Failed", "Failed", "Failed"}));
+    QCOMPARE(balloons.first().first().toString(), QStringLiteral("Job Failed"));
 }
 
 void TestQueue::shutdownDuringChecksum_data()
