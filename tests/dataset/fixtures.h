@@ -1,118 +1,110 @@
 #pragma once
 
-// Small rasters and shapefiles made with GDAL at test time.
+// Rasters and shapefiles made with GDAL at test time, in the references users bring.
 
 #include <gdal_priv.h>
 #include <ogr_geometry.h>
 #include <ogr_spatialref.h>
 #include <ogrsf_frmts.h>
 
-#include <QByteArray>
+#include <QDir>
 #include <QFileInfo>
 #include <QString>
-#include <QtGlobal>
 
 #include <array>
 #include <string>
 #include <vector>
 
+#include "wizard/dataset/compressionutilfactory.h"
+
 namespace fixtures {
 
 using GeoTransform = std::array<double, 6>;
 
-inline void registerDrivers()
+// A reference as GDAL's SetFromUserInput reads it ("EPSG:32633", "EPSG:32633+5773", WKT), with
+// its linear unit replaced when `unit` is given: that is how a grid in feet reaches us.
+struct Reference {
+    std::string definition;
+    const char* unit = nullptr;
+    double metres = 1.0;
+};
+
+inline OGRSpatialReference spatialReference(const Reference& wanted)
+{
+    OGRSpatialReference reference;
+    if (!wanted.definition.empty())
+        reference.SetFromUserInput(wanted.definition.c_str());
+    if (wanted.unit)
+        reference.SetLinearUnitsAndUpdateParameters(wanted.unit, wanted.metres);
+    reference.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    return reference;
+}
+
+// A raster of byte pixels through `driver` (made in memory and copied, so drivers that only copy
+// serve too). An empty transform writes no georeferencing.
+inline bool makeRaster(const QString& path, int width, int height, const GeoTransform& transform,
+                       const Reference& reference, const char* driver = "GTiff")
 {
     GDALAllRegister();
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    GDALDataset* memory = GetGDALDriverManager()->GetDriverByName("MEM")->Create("", width, height, 1,
+                                                                                 GDT_Byte, nullptr);
+    GeoTransform copy = transform;
+    if (transform != GeoTransform{})
+        memory->SetGeoTransform(copy.data());
+    const OGRSpatialReference srs = spatialReference(reference);
+    if (!srs.IsEmpty())
+        memory->SetSpatialRef(&srs);
+    std::vector<GByte> pixels(std::size_t(width) * height, 77);
+    bool ok = memory->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, pixels.data(), width,
+                                                 height, GDT_Byte, 0, 0) == CE_None;
+    GDALDataset* written = GetGDALDriverManager()->GetDriverByName(driver)->CreateCopy(
+        path.toUtf8().constData(), memory, FALSE, nullptr, nullptr, nullptr);
+    ok = ok && written;
+    if (written)
+        GDALClose(written);
+    GDALClose(memory);
+    return ok;
 }
 
-// A GeoTIFF of byte pixels. `epsg` 0 and an empty `wkt` write no reference; `withTransform` false
-// writes no georeferencing at all.
-inline bool makeTiff(const QString& path, int width, int height, const GeoTransform& transform,
-                     int epsg, const std::string& wkt = std::string(), bool withTransform = true,
-                     const char* compress = nullptr)
+inline bool makeTile(const QString& path, const Reference& reference, double west, double north,
+                     double cell, int width, int height)
 {
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
-    char** options = nullptr;
-    if (compress)
-        options = CSLSetNameValue(options, "COMPRESS", compress);
-    GDALDataset* dataset = driver->Create(path.toUtf8().constData(), width, height, 1, GDT_Byte,
-                                          options);
-    CSLDestroy(options);
-    if (!dataset)
-        return false;
-    if (withTransform) {
-        GeoTransform copy = transform;
-        dataset->SetGeoTransform(copy.data());
-    }
-    OGRSpatialReference reference;
-    if (epsg > 0)
-        reference.importFromEPSG(epsg);
-    else if (!wkt.empty())
-        reference.importFromWkt(wkt.c_str());
-    if (!reference.IsEmpty())
-        dataset->SetSpatialRef(&reference);
-    std::vector<GByte> pixels(std::size_t(width) * height);
-    for (std::size_t i = 0; i < pixels.size(); ++i)
-        pixels[i] = GByte((i * 7) & 0xff);
-    const CPLErr written = dataset->GetRasterBand(1)->RasterIO(
-        GF_Write, 0, 0, width, height, pixels.data(), width, height, GDT_Byte, 0, 0);
-    GDALClose(dataset);
-    return written == CE_None;
+    return makeRaster(path, width, height, {west, cell, 0, north, 0, -cell}, reference);
 }
-
-// A north-up tile: `originX`, `originY` the top left corner.
-inline bool makeTile(const QString& path, int epsg, double originX, double originY, double cell,
-                     int width, int height)
-{
-    return makeTiff(path, width, height, {originX, cell, 0.0, originY, 0.0, -cell}, epsg);
-}
-
-struct Field {
-    const char* name;
-    OGRFieldType type;
-};
 
 struct Record {
     std::string wkt;
     std::vector<std::string> values;  // one per field, as text; empty leaves the field unset
 };
 
-// A shapefile of polygons in `epsg` whose features get FIDs 0, 1, 2... in the order given. The
-// geometries are given in `sourceEpsg` and carried over when the two differ.
-inline bool makeShapefile(const QString& path, int epsg, const std::vector<Field>& fields,
-                          const std::vector<Record>& records, int sourceEpsg = 0)
+// A shapefile of polygons in `layerEpsg`, features numbered 0, 1, 2... The geometries are given
+// in `givenEpsg` and carried over.
+inline bool makeShapefile(const QString& path, int layerEpsg, int givenEpsg,
+                          const std::vector<std::pair<const char*, OGRFieldType>>& fields,
+                          const std::vector<Record>& records)
 {
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("ESRI Shapefile");
-    GDALDataset* dataset = driver->Create(path.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr);
+    GDALAllRegister();
+    GDALDataset* dataset = GetGDALDriverManager()->GetDriverByName("ESRI Shapefile")
+                               ->Create(path.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr);
     if (!dataset)
         return false;
-    OGRSpatialReference reference;
-    reference.importFromEPSG(epsg);
-    reference.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-    OGRSpatialReference source;
-    source.importFromEPSG(sourceEpsg > 0 ? sourceEpsg : epsg);
-    source.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+    OGRSpatialReference layerReference = spatialReference({"EPSG:" + std::to_string(layerEpsg)});
+    OGRSpatialReference given = spatialReference({"EPSG:" + std::to_string(givenEpsg)});
     OGRLayer* layer = dataset->CreateLayer(QFileInfo(path).completeBaseName().toUtf8().constData(),
-                                           &reference, wkbPolygon, nullptr);
+                                           &layerReference, wkbPolygon, nullptr);
     bool ok = layer != nullptr;
-    for (const Field& field : fields) {
-        OGRFieldDefn definition(field.name, field.type);
-        if (field.type == OFTReal)
-            definition.SetPrecision(6);
+    for (const auto& field : fields) {
+        OGRFieldDefn definition(field.first, field.second);
         ok = ok && layer->CreateField(&definition) == OGRERR_NONE;
     }
     for (const Record& record : records) {
-        if (!ok)
-            break;
-        OGRFeature feature(layer->GetLayerDefn());
         OGRGeometry* geometry = nullptr;
-        OGRGeometryFactory::createFromWkt(record.wkt.c_str(), &source, &geometry);
-        if (!geometry) {
-            ok = false;
-            break;
-        }
-        if (sourceEpsg > 0 && sourceEpsg != epsg)
-            geometry->transformTo(&reference);
+        OGRGeometryFactory::createFromWkt(record.wkt.c_str(), &given, &geometry);
+        if (!ok || !geometry)
+            return false;
+        geometry->transformTo(&layerReference);
+        OGRFeature feature(layer->GetLayerDefn());
         feature.SetGeometryDirectly(geometry);
         for (std::size_t i = 0; i < record.values.size(); ++i) {
             if (!record.values[i].empty())
@@ -122,6 +114,14 @@ inline bool makeShapefile(const QString& path, int epsg, const std::vector<Field
     }
     GDALClose(dataset);
     return ok;
+}
+
+inline std::shared_ptr<TSR::ImageCompressor::API::ICompressionUtil> makeUtil()
+{
+    auto factory = std::make_shared<TSR::ImageCompressor::API::CompressionUtilFactory>();
+    std::shared_ptr<TSR::ImageCompressor::API::ICompressionUtil> util;
+    factory->GetCompressionUtil(util);
+    return util;
 }
 
 }  // namespace fixtures

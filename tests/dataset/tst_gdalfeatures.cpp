@@ -1,56 +1,37 @@
-#include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <algorithm>
-
 #include "tests/dataset/fixtures.h"
-#include "wizard/dataset/compressionutilfactory.h"
-#include "wizard/dataset/icompressionutil.h"
+#include "tests/support/testfiles.h"
 
 using namespace TSR::ImageCompressor::API;
 
 namespace {
 
-std::shared_ptr<ICompressionUtil> makeUtil()
+std::string square(double minX, double minY, double maxX, double maxY)
 {
-    auto factory = std::make_shared<CompressionUtilFactory>();
-    std::shared_ptr<ICompressionUtil> util;
-    factory->GetCompressionUtil(util);
-    return util;
+    return QStringLiteral("(%1 %2,%3 %2,%3 %4,%1 %4,%1 %2)").arg(minX, 0, 'f').arg(minY, 0, 'f').arg(maxX, 0, 'f').arg(maxY, 0, 'f').toStdString();
 }
 
-QString square(double minX, double minY, double maxX, double maxY)
-{
-    return QStringLiteral("(%1 %2,%3 %2,%3 %4,%1 %4,%1 %2)").arg(minX, 0, 'f').arg(minY, 0, 'f').arg(maxX, 0, 'f').arg(maxY, 0, 'f');
-}
-
-// Polygons around two tiles in UTM 33N: west 500000..501000, east 501000..502000, both
-// 4999500..5000000.
+// Parcels around two UTM 33N tiles: west 500000..501000, east 501000..502000, both
+// 4999500..5000000. Given in UTM; written in the layer's own reference.
 std::vector<fixtures::Record> parcels()
 {
-    const auto polygon = [](const QString& rings) { return ("POLYGON(" + rings + ")").toStdString(); };
     return {
-        // 0: inside the west tile
-        {polygon(square(500500, 4999600, 500700, 4999800)), {"north", "0.25", "7", "12", "5"}},
-        // 1: a ring round a hole, in the west tile
-        {polygon(square(500100, 4999550, 500900, 4999950) + "," + square(500300, 4999650, 500700, 4999850)),
+        {"POLYGON(" + square(500500, 4999600, 500700, 4999800) + ")", {"north", "0.25", "7", "12", "5"}},
+        {"POLYGON(" + square(500100, 4999550, 500900, 4999950) + "," + square(500300, 4999650, 500700, 4999850) + ")",
          {"holed", "1.5", "-3", "", "5000000000"}},
-        // 2: one part in each tile
-        {("MULTIPOLYGON((" + square(500100, 4999600, 500200, 4999700) + "),("
-          + square(501500, 4999600, 501600, 4999700) + "))").toStdString(),
+        {"MULTIPOLYGON((" + square(500100, 4999600, 500200, 4999700) + "),(" + square(501500, 4999600, 501600, 4999700) + "))",
          {"split", "", "", "2147483647", "6"}},
-        // 3: far away
-        {polygon(square(600000, 4000000, 600100, 4000100)), {"far", "2", "1", "1", "1"}},
-        // 4: a triangle whose box overlaps the west tile while its area stays clear of it
+        {"POLYGON(" + square(600000, 4000000, 600100, 4000100) + ")", {"far", "2", "1", "1", "1"}},
+        // Its box overlaps the west tile while its area stays clear of it.
         {"POLYGON((499000 4999000,500200 4999000,499000 5001000,499000 4999000))", {"corner", "3", "2", "1", "1"}},
     };
 }
 
-std::vector<fixtures::Field> parcelFields()
+QString rounded(double minX, double minY, double maxX, double maxY)
 {
-    return {{"name", OFTString}, {"ratio", OFTReal}, {"count", OFTInteger}, {"small64", OFTInteger64},
-            {"big64", OFTInteger64}};
+    return QStringLiteral("%1 %2 %3 %4").arg(qRound(minX)).arg(qRound(minY)).arg(qRound(maxX)).arg(qRound(maxY));
 }
 
 }  // namespace
@@ -62,29 +43,27 @@ class TestGdalFeatures : public QObject
 private slots:
     void initTestCase();
     void cleanupTestCase();
-    void findsIntersectingFeatures_data();
-    void findsIntersectingFeatures();
-    void attributesBySplitType();
-    void readsPolygonsWithHolesAndParts();
-    void clipsFeatureToExtent_data();
-    void clipsFeatureToExtent();
-    void unreadableShapefilesThrow_data();
-    void unreadableShapefilesThrow();
+    void findsClipsAndReadsFeatures_data();
+    void findsClipsAndReadsFeatures();
+    void refusesUnreadableShapefiles_data();
+    void refusesUnreadableShapefiles();
+    void combinesClipRegions();
 
 private:
     QString path(const QString& name) const { return directory.filePath(name); }
-    DatasetScanResult scan() const;
+    DatasetScanResult scan(const QStringList& files) const;
     QTemporaryDir directory;
 };
 
 void TestGdalFeatures::initTestCase()
 {
     QVERIFY(directory.isValid());
-    fixtures::registerDrivers();
-    QVERIFY(fixtures::makeTile(path("west.tif"), 32633, 500000, 5000000, 10, 100, 50));
-    QVERIFY(fixtures::makeTile(path("east.tif"), 32633, 501000, 5000000, 10, 100, 50));
-    QVERIFY(fixtures::makeShapefile(path("parcels.shp"), 32633, parcelFields(), parcels()));
-    QVERIFY(fixtures::makeShapefile(path("parcels geographic.shp"), 4326, parcelFields(), parcels(), 32633));
+    QVERIFY(fixtures::makeTile(path("west.tif"), {"EPSG:32633"}, 500000, 5000000, 10, 100, 50));
+    QVERIFY(fixtures::makeTile(path("east.tif"), {"EPSG:32633"}, 501000, 5000000, 10, 100, 50));
+    const std::vector<std::pair<const char*, OGRFieldType>> fields{
+        {"name", OFTString}, {"ratio", OFTReal}, {"count", OFTInteger}, {"small64", OFTInteger64}, {"big64", OFTInteger64}};
+    QVERIFY(fixtures::makeShapefile(path("parcels.shp"), 32633, 32633, fields, parcels()));
+    QVERIFY(fixtures::makeShapefile(path("parcels geographic.shp"), 4326, 32633, fields, parcels()));
 }
 
 void TestGdalFeatures::cleanupTestCase()
@@ -92,198 +71,141 @@ void TestGdalFeatures::cleanupTestCase()
     CompressionUtilFactory::Shutdown();
 }
 
-DatasetScanResult TestGdalFeatures::scan() const
+DatasetScanResult TestGdalFeatures::scan(const QStringList& files) const
 {
     DatasetScanResult result;
-    auto util = makeUtil();
-    for (const char* name : {"west.tif", "east.tif"}) {
-        const TSR::CString file(path(QString::fromLatin1(name)).toStdWString());
-        DatasetMetadata metadata;
+    for (const QString& name : files) {
         int epsg = -1;
-        util->ReadDatasetMetadata(file, epsg, metadata, true);
-        result.Datasets[file] = metadata;
+        fixtures::makeUtil()->ReadDatasetMetadata(TSR::CString(path(name).toStdWString()), epsg,
+                                                  result.Datasets[TSR::CString(path(name).toStdWString())], true);
     }
     result.CRS = CCRSIdentifier(32633);
     return result;
 }
 
-void TestGdalFeatures::findsIntersectingFeatures_data()
+void TestGdalFeatures::findsClipsAndReadsFeatures_data()
 {
     QTest::addColumn<QString>("shapefile");
-    QTest::addColumn<int>("epsg");
-    QTest::newRow("same reference") << "parcels.shp" << 32633;
-    QTest::newRow("layer in another reference") << "parcels geographic.shp" << 4326;
+    QTest::addColumn<QStringList>("tiles");
+    QTest::addColumn<QStringList>("expected");
+    // Per feature: id, reference and box as found, the datasets met, the box clipped to the west
+    // tile, and the polygons read (outer ring's south-west corner, holes). Then the attributes: a
+    // value of big64 that does not fit in 32 bits makes that field text in every record.
+    const QStringList both{
+        "0 EPSG:32633 500500 4999600 500700 4999800 west.tif | clip 500500 4999600 500700 4999800 | 500500 4999600 holes 0",
+        "1 EPSG:32633 500100 4999550 500900 4999950 west.tif | clip 500100 4999550 500900 4999950 | 500100 4999550 holes 1",
+        "2 EPSG:32633 500100 4999600 501600 4999700 east.tif west.tif | clip 500100 4999600 500200 4999700 | 500100 4999600 "
+        "holes 0, 501500 4999600 holes 0",
+        "attributes big64=5,name=north ratio=0.25 count=7,small64=12",
+        "attributes big64=5000000000,name=holed ratio=1.5 count=-3,small64=0",
+        "attributes big64=6,name=split ratio=0 count=0,small64=2147483647"};
+    QTest::newRow("same reference as the tiles") << "parcels.shp" << QStringList{"west.tif", "east.tif"} << both;
+    QTest::newRow("layer in EPSG 4326 over UTM tiles") << "parcels geographic.shp" << QStringList{"west.tif", "east.tif"} << both;
+    QTest::newRow("east tile only")
+        << "parcels.shp" << QStringList{"east.tif"}
+        << QStringList{"2 EPSG:32633 500100 4999600 501600 4999700 east.tif | clip 500100 4999600 500200 4999700 | "
+                       "500100 4999600 holes 0, 501500 4999600 holes 0",
+                       "attributes name=split ratio=0 big64=6,count=0,small64=2147483647"};
 }
 
-void TestGdalFeatures::findsIntersectingFeatures()
+void TestGdalFeatures::findsClipsAndReadsFeatures()
 {
     QFETCH(QString, shapefile);
-    QFETCH(int, epsg);
+    QFETCH(QStringList, tiles);
+    QFETCH(QStringList, expected);
+    auto util = fixtures::makeUtil();
+    const TSR::CString file(path(shapefile).toStdWString());
     ClipInfoList features;
-    makeUtil()->FindIntersectingFeatures(TSR::CString(path(shapefile).toStdWString()), scan(), features);
-
-    QMap<int, QStringList> meeting;
-    for (const ClipInfoPtr& feature : features) {
-        QStringList files;
-        for (const TSR::CString& file : feature->IntersectingDatasets)
-            files << QFileInfo(QString::fromUtf8(file.utf8_str())).fileName();
-        files.sort();
-        meeting.insert(feature->FeatureId, files);
-        QCOMPARE(feature->CRS.GetEPSG(), epsg);
-        QCOMPARE(QString::fromStdString(feature->LayerName), QFileInfo(shapefile).completeBaseName());
-        QVERIFY(feature->MinX < feature->MaxX && feature->MinY < feature->MaxY);
+    util->FindIntersectingFeatures(file, scan(tiles), features);
+    QStringList found, attributes;
+    for (const ClipInfoPtr& f : features) {
+        QString line = QStringLiteral("%1 EPSG:%2 ").arg(f->FeatureId).arg(f->CRS.GetEPSG()) + rounded(f->MinX, f->MinY, f->MaxX, f->MaxY);
+        QStringList met;
+        for (const TSR::CString& dataset : f->IntersectingDatasets)
+            met << QFileInfo(QString::fromUtf8(dataset.utf8_str())).fileName();
+        met.sort();
+        line += " " + met.join(' ');
+        double clip[4] = {0, 0, 0, 0};
+        const bool clipped = util->ClipFeatureToExtent(file, *f, f->FeatureId, 500000, 4999500, 501000, 5000000, clip[0],
+                                                       clip[1], clip[2], clip[3]);
+        line += " | clip " + (clipped ? rounded(clip[0], clip[1], clip[2], clip[3]) : QStringLiteral("none")) + " |";
+        std::vector<FeaturePolygon> polygons;
+        util->ReadFeaturePolygons(file, *f, f->FeatureId, polygons);
+        QStringList parts;
+        for (const FeaturePolygon& polygon : polygons) {
+            const auto corner = *std::min_element(polygon.OuterRing.begin(), polygon.OuterRing.end(), [](auto& a, auto& b) {
+                return a.X + a.Y < b.X + b.Y;
+            });
+            parts << QStringLiteral("%1 %2 holes %3").arg(qRound(corner.X)).arg(qRound(corner.Y)).arg(polygon.InnerRings.size());
+        }
+        found << line + " " + parts.join(QStringLiteral(", "));
+        QStringList text, real, whole;
+        for (const auto& [key, value] : f->StringAttributes)
+            text << QString::fromStdString(key + "=" + value);
+        for (const auto& [key, value] : f->RealAttributes)
+            real << QString::fromStdString(key) + "=" + QString::number(value);
+        for (const auto& [key, value] : f->IntegerAttributes)
+            whole << QString::fromStdString(key) + "=" + QString::number(value);
+        attributes << "attributes " + text.join(',') + " " + real.join(',') + " " + whole.join(',');
     }
-    const QMap<int, QStringList> expected{{0, {"west.tif"}}, {1, {"west.tif"}}, {2, {"east.tif", "west.tif"}}};
-    QCOMPARE(meeting, expected);
-
-    // With only the east tile, only the multipolygon remains.
-    DatasetScanResult eastOnly = scan();
-    eastOnly.Datasets.erase(TSR::CString(path("west.tif").toStdWString()));
-    makeUtil()->FindIntersectingFeatures(TSR::CString(path(shapefile).toUtf8().constData()), eastOnly, features);
-    QCOMPARE(features.size(), std::size_t(1));
-    QCOMPARE(features[0]->FeatureId, 2);
-    QCOMPARE(features[0]->IntersectingDatasets.size(), std::size_t(1));
+    QCOMPARE(found + attributes, expected);
 }
 
-void TestGdalFeatures::attributesBySplitType()
-{
-    ClipInfoList features;
-    makeUtil()->FindIntersectingFeatures(TSR::CString(path("parcels.shp").toStdWString()), scan(), features);
-    QCOMPARE(features.size(), std::size_t(3));
-    std::sort(features.begin(), features.end(), [](const ClipInfoPtr& a, const ClipInfoPtr& b) {
-        return a->FeatureId < b->FeatureId;
-    });
-    const ExtractedFeatureClipInfo& first = *features[0];
-    QCOMPARE(first.StringAttributes.at("name"), std::string("north"));
-    QCOMPARE(first.RealAttributes.at("ratio"), 0.25);
-    QCOMPARE(first.IntegerAttributes.at("count"), 7);
-    QCOMPARE(first.IntegerAttributes.at("small64"), 12);
-    // One value of big64 does not fit in 32 bits, so the whole field is text.
-    QCOMPARE(first.StringAttributes.at("big64"), std::string("5"));
-    QCOMPARE(features[1]->StringAttributes.at("big64"), std::string("5000000000"));
-    QCOMPARE(features[1]->IntegerAttributes.at("count"), -3);
-    QCOMPARE(features[2]->IntegerAttributes.at("small64"), 2147483647);
-    for (const ClipInfoPtr& feature : features) {
-        QCOMPARE(feature->StringAttributes.size(), std::size_t(2));
-        QCOMPARE(feature->RealAttributes.size(), std::size_t(1));
-        QCOMPARE(feature->IntegerAttributes.size(), std::size_t(2));
-    }
-    QCOMPARE(first.MinX, 500500.0);
-    QCOMPARE(first.MaxY, 4999800.0);
-}
-
-void TestGdalFeatures::readsPolygonsWithHolesAndParts()
-{
-    auto util = makeUtil();
-    const TSR::CString file(path("parcels.shp").toStdWString());
-    ExtractedFeatureClipInfo feature;
-    feature.LayerName = "parcels";
-
-    std::vector<FeaturePolygon> polygons;
-    util->ReadFeaturePolygons(file, feature, 1, polygons);
-    QCOMPARE(polygons.size(), std::size_t(1));
-    QCOMPARE(polygons[0].OuterRing.size(), std::size_t(5));
-    QCOMPARE(polygons[0].InnerRings.size(), std::size_t(1));
-    const Ring& hole = polygons[0].InnerRings[0];
-    QCOMPARE(hole.size(), std::size_t(5));
-    const auto [minX, maxX] = std::minmax_element(hole.begin(), hole.end(),
-                                                  [](const PointXY& a, const PointXY& b) { return a.X < b.X; });
-    QCOMPARE(minX->X, 500300.0);
-    QCOMPARE(maxX->X, 500700.0);
-
-    util->ReadFeaturePolygons(file, feature, 2, polygons);
-    QCOMPARE(polygons.size(), std::size_t(2));
-    QVERIFY(polygons[0].InnerRings.empty() && polygons[1].InnerRings.empty());
-    QVERIFY(std::any_of(polygons.begin(), polygons.end(),
-                        [](const FeaturePolygon& p) { return p.OuterRing[0].X >= 501500.0; }));
-
-    util->ReadFeaturePolygons(file, feature, 0, polygons);
-    QCOMPARE(polygons.size(), std::size_t(1));
-    QCOMPARE(polygons[0].OuterRing.front().X, 500500.0);
-    QCOMPARE(polygons[0].OuterRing.front().Y, 4999600.0);
-}
-
-void TestGdalFeatures::clipsFeatureToExtent_data()
-{
-    QTest::addColumn<int>("featureId");
-    QTest::addColumn<QRectF>("extent");  // MinX, MinY as left, top
-    QTest::addColumn<bool>("meets");
-    QTest::addColumn<QRectF>("expected");
-    QTest::newRow("partly") << 0 << QRectF(QPointF(500600, 4999500), QPointF(501000, 5000000)) << true
-                            << QRectF(QPointF(500600, 4999600), QPointF(500700, 4999800));
-    QTest::newRow("wholly") << 0 << QRectF(QPointF(500000, 4999500), QPointF(501000, 5000000)) << true
-                            << QRectF(QPointF(500500, 4999600), QPointF(500700, 4999800));
-    QTest::newRow("apart") << 0 << QRectF(QPointF(0, 0), QPointF(10, 10)) << false << QRectF();
-    QTest::newRow("inside the hole") << 1 << QRectF(QPointF(500400, 4999700), QPointF(500600, 4999800))
-                                     << false << QRectF();
-    QTest::newRow("one part of two") << 2 << QRectF(QPointF(501000, 4999500), QPointF(502000, 5000000))
-                                     << true << QRectF(QPointF(501500, 4999600), QPointF(501600, 4999700));
-    QTest::newRow("touching an edge") << 0 << QRectF(QPointF(500700, 4999500), QPointF(501000, 5000000))
-                                      << false << QRectF();
-}
-
-void TestGdalFeatures::clipsFeatureToExtent()
-{
-    QFETCH(int, featureId);
-    QFETCH(QRectF, extent);
-    QFETCH(bool, meets);
-    QFETCH(QRectF, expected);
-    ExtractedFeatureClipInfo feature;
-    feature.LayerName = "parcels";
-    feature.FeatureId = featureId;
-    double box[4] = {-1, -1, -1, -1};
-    QCOMPARE(makeUtil()->ClipFeatureToExtent(TSR::CString(path("parcels.shp").toStdWString()), feature,
-                                             featureId, extent.left(), extent.top(), extent.right(),
-                                             extent.bottom(), box[0], box[1], box[2], box[3]),
-             meets);
-    if (meets)
-        QCOMPARE(QRectF(QPointF(box[0], box[1]), QPointF(box[2], box[3])), expected);
-}
-
-void TestGdalFeatures::unreadableShapefilesThrow_data()
+void TestGdalFeatures::refusesUnreadableShapefiles_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<int>("featureId");
-    QTest::addColumn<QString>("reason");
-    QTest::newRow("missing") << "nothing.shp" << 0 << "does not exist";
-    QTest::newRow("index removed") << "noindex.shp" << 0 << "noindex";
-    QTest::newRow("raster given") << "west.tif" << 0 << "west.tif";
-    QTest::newRow("no such feature") << "parcels.shp" << 99 << "Feature 99";
+    QTest::addColumn<QString>("expected");
+    QTest::newRow("missing") << "nothing.shp" << 0 << "Cannot open \"%1\": the file does not exist";
+    QTest::newRow("raster given") << "west.tif" << 0 << "Cannot open \"%1\": `%1' not recognized as a supported file format.";
+    QTest::newRow("no such feature") << "parcels.shp" << 99 << "Feature 99 does not exist in layer \"parcels\" of \"%1\".";
 }
 
-void TestGdalFeatures::unreadableShapefilesThrow()
+void TestGdalFeatures::refusesUnreadableShapefiles()
 {
     QFETCH(QString, file);
     QFETCH(int, featureId);
-    QFETCH(QString, reason);
-    if (file == QLatin1String("noindex.shp")) {
-        QVERIFY(fixtures::makeShapefile(path(file), 32633, parcelFields(), parcels()));
-        QVERIFY(QFile::remove(path("noindex.shx")));
-    }
+    QFETCH(QString, expected);
     const TSR::CString shapefile(path(file).toStdWString());
-    auto util = makeUtil();
-    ExtractedFeatureClipInfo feature;
-    const auto checkMessage = [&](const TSR::CRuntimeError& error) {
-        const QString text = QString::fromUtf8(error.what());
-        QVERIFY2(text.contains(reason), qPrintable(text));
-        QVERIFY2(text.contains(path(file)), qPrintable(text));
+    const auto messageOf = [](const std::function<void()>& call) {
+        try {
+            call();
+            return QStringLiteral("no error");
+        } catch (const TSR::CRuntimeError& error) {
+            return QString::fromUtf8(error.what());
+        }
     };
-    try {
-        std::vector<FeaturePolygon> polygons;
-        util->ReadFeaturePolygons(shapefile, feature, featureId, polygons);
-        QFAIL("no polygons can be read");
-    } catch (const TSR::CRuntimeError& error) {
-        checkMessage(error);
+    const QString text = QString(expected).replace(QLatin1String("%1"), path(file));
+    std::vector<FeaturePolygon> polygons;
+    QCOMPARE(messageOf([&] { fixtures::makeUtil()->ReadFeaturePolygons(shapefile, {}, featureId, polygons); }), text);
+    ClipInfoList features;
+    if (featureId == 0)
+        QCOMPARE(messageOf([&] { fixtures::makeUtil()->FindIntersectingFeatures(shapefile, scan({"west.tif"}), features); }), text);
+}
+
+void TestGdalFeatures::combinesClipRegions()
+{
+    // Entries cut to a dataset they do not meet keep an empty box, which must not widen the union.
+    ClipInfoMap regions{{"/data/!absent.tif", nullptr}};
+    const QVector<QRectF> boxes{{1, 2, 2, 2}, {-5, 3, 7, 6}, {}, {7, 5, -1, 3}};
+    for (int i = 0; i < boxes.size(); ++i) {
+        auto region = std::make_shared<ExtractedFeatureClipInfo>();
+        region->LayerName = "parcels";
+        region->FeatureId = 7;
+        region->CRS = CCRSIdentifier(32633);
+        region->StringAttributes["name"] = "north";
+        region->IntersectingDatasets = {TSR::CString("/data/0.tif")};
+        std::tie(region->MinX, region->MinY, region->MaxX, region->MaxY) =
+            std::make_tuple(boxes[i].left(), boxes[i].top(), boxes[i].right(), boxes[i].bottom());
+        regions["/data/" + std::to_string(i) + ".tif"] = region;
     }
-    if (featureId != 0)
-        return;
-    try {
-        ClipInfoList features;
-        util->FindIntersectingFeatures(shapefile, scan(), features);
-        QFAIL("no features can be read");
-    } catch (const TSR::CRuntimeError& error) {
-        checkMessage(error);
-    }
+    ClipInfoPtr combined;
+    fixtures::makeUtil()->CombineClipRegions(regions, combined);
+    QVERIFY(combined);
+    const QString whole = QStringLiteral("%1 %2 %3 %4 %5 %6 %7").arg(QString::fromStdString(combined->LayerName)).arg(combined->FeatureId)
+                              .arg(combined->CRS.GetEPSG()).arg(QString::fromStdString(combined->StringAttributes.at("name")))
+                              .arg(combined->IntersectingDatasets.size()).arg(rounded(combined->MinX, combined->MinY, combined->MaxX, combined->MaxY)).arg(regions.size());
+    QCOMPARE(whole, QStringLiteral("parcels 7 32633 north 1 -5 2 3 9 5"));
 }
 
 QTEST_GUILESS_MAIN(TestGdalFeatures)

@@ -1,4 +1,3 @@
-#include <QFile>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
@@ -7,113 +6,94 @@
 #include <unistd.h>
 
 #include "tests/dataset/fixtures.h"
-#include "wizard/dataset/compressionutilfactory.h"
-#include "wizard/dataset/icompressionutil.h"
+#include "tests/support/testfiles.h"
 
 using namespace TSR::ImageCompressor::API;
+using fixtures::Reference;
 
 namespace {
 
-constexpr double earthRadius = 6378137.0;  // of the spherical web Mercator
+constexpr double degree = M_PI / 180.0;
+const double cos30 = 10.0 * std::cos(30 * degree);
+const double sin30 = 10.0 * std::sin(30 * degree);
 
-// WGS 84 / UTM zone 33N written out without any authority, as a .prj often comes.
-const char* utm33WithoutAuthority =
-    "PROJCS[\"UTM 33 north on WGS 84\",GEOGCS[\"WGS 84\",DATUM[\"WGS_1984\","
-    "SPHEROID[\"WGS 84\",6378137,298.257223563]],PRIMEM[\"Greenwich\",0],"
-    "UNIT[\"degree\",0.0174532925199433]],PROJECTION[\"Transverse_Mercator\"],"
-    "PARAMETER[\"latitude_of_origin\",0],PARAMETER[\"central_meridian\",15],"
-    "PARAMETER[\"scale_factor\",0.9996],PARAMETER[\"false_easting\",500000],"
-    "PARAMETER[\"false_northing\",0],UNIT[\"metre\",1]]";
+// WGS 84 / UTM zone 33N and the European equal-area grid written out without any authority, as a
+// .prj or a sidecar often brings them; and a site grid that no registry lists.
+const char* utm33Wkt =
+    "PROJCS[\"UTM 33 north on WGS 84\",GEOGCS[\"WGS 84\",DATUM[\"WGS_1984\",SPHEROID[\"WGS 84\",6378137,"
+    "298.257223563]],PRIMEM[\"Greenwich\",0],UNIT[\"degree\",0.0174532925199433]],PROJECTION["
+    "\"Transverse_Mercator\"],PARAMETER[\"latitude_of_origin\",0],PARAMETER[\"central_meridian\",15],"
+    "PARAMETER[\"scale_factor\",0.9996],PARAMETER[\"false_easting\",500000],PARAMETER[\"false_northing\",0],"
+    "UNIT[\"metre\",1]]";
+const char* laeaWkt =
+    "PROJCS[\"ETRS89-extended / LAEA Europe\",GEOGCS[\"ETRS89\",DATUM[\"European_Terrestrial_Reference_System_1989\","
+    "SPHEROID[\"GRS 1980\",6378137,298.257222101]],PRIMEM[\"Greenwich\",0],UNIT[\"degree\",0.0174532925199433]],"
+    "PROJECTION[\"Lambert_Azimuthal_Equal_Area\"],PARAMETER[\"latitude_of_center\",52],PARAMETER["
+    "\"longitude_of_center\",10],PARAMETER[\"false_easting\",4321000],PARAMETER[\"false_northing\",3210000],"
+    "UNIT[\"metre\",1]]";
+const std::string siteGridWkt = QString::fromLatin1(utm33Wkt)
+                                    .replace("\"central_meridian\",15", "\"central_meridian\",8.777")
+                                    .replace("0.9996", "1.000123")
+                                    .toStdString();
 
-const char* geographicWithoutAuthority =
-    "GEOGCS[\"GCS_WGS_1984\",DATUM[\"D_WGS_1984\",SPHEROID[\"WGS_1984\",6378137,298.257223563]],"
-    "PRIMEM[\"Greenwich\",0],UNIT[\"Degree\",0.0174532925199433]]";
-
-// The European equal-area grid (EPSG 3035) without authority. GeoTIFF keeps it as user-defined
-// keys, since only UTM zones are recognised on writing.
-const char* laeaWithoutAuthority =
-    "PROJCS[\"ETRS89-extended / LAEA Europe\",GEOGCS[\"ETRS89\","
-    "DATUM[\"European_Terrestrial_Reference_System_1989\",SPHEROID[\"GRS 1980\",6378137,298.257222101]],"
-    "PRIMEM[\"Greenwich\",0],UNIT[\"degree\",0.0174532925199433]],"
-    "PROJECTION[\"Lambert_Azimuthal_Equal_Area\"],PARAMETER[\"latitude_of_center\",52],"
-    "PARAMETER[\"longitude_of_center\",10],PARAMETER[\"false_easting\",4321000],"
-    "PARAMETER[\"false_northing\",3210000],UNIT[\"metre\",1]]";
-
-// A projection no registry lists.
-const char* customProjection =
-    "PROJCS[\"Site grid\",GEOGCS[\"WGS 84\",DATUM[\"WGS_1984\","
-    "SPHEROID[\"WGS 84\",6378137,298.257223563]],PRIMEM[\"Greenwich\",0],"
-    "UNIT[\"degree\",0.0174532925199433]],PROJECTION[\"Transverse_Mercator\"],"
-    "PARAMETER[\"latitude_of_origin\",47.123],PARAMETER[\"central_meridian\",8.777],"
-    "PARAMETER[\"scale_factor\",1.000123],PARAMETER[\"false_easting\",12345],"
-    "PARAMETER[\"false_northing\",678],UNIT[\"metre\",1]]";
-
-// Area on the WGS 84 ellipsoid between two parallels and two meridians, in square kilometres.
-double quadrangleArea(double west, double south, double east, double north)
+QString pad(double value)
 {
-    const double a = 6378137.0;
-    const double f = 1.0 / 298.257223563;
-    const double e2 = f * (2.0 - f);
-    const double e = std::sqrt(e2);
-    const auto q = [&](double latitude) {
-        const double s = std::sin(latitude * M_PI / 180.0);
-        return (1.0 - e2) * (s / (1.0 - e2 * s * s) - std::log((1.0 - e * s) / (1.0 + e * s)) / (2.0 * e));
-    };
-    return a * a / 2.0 * (east - west) * M_PI / 180.0 * (q(north) - q(south)) / 1e6;
+    return QString::number(value, 'f', 2);
 }
 
-double mercatorX(double longitude)
+// A dataset's whole record, and where it lands in degrees (the centre of its box in EPSG 4326).
+QString describe(bool read, int epsg, const DatasetMetadata& m)
 {
-    return earthRadius * longitude * M_PI / 180.0;
+    double box[4];
+    fixtures::makeUtil()->ReprojectExtent(m, epsg, 4326, box[0], box[1], box[2], box[3]);
+    const QString at = box[0] < box[2] ? pad((box[0] + box[2]) / 2) + " " + pad((box[1] + box[3]) / 2)
+                                       : QStringLiteral("nowhere");
+    return QStringLiteral("read %1 epsg %2 extent %3 %4 %5 %6 cell %7 %8 size %9x%10 at %11")
+        .arg(read)
+        .arg(m.EPSG)
+        .arg(pad(m.MinX), pad(m.MinY), pad(m.MaxX), pad(m.MaxY), pad(m.CellSizeX), pad(m.CellSizeY))
+        .arg(m.RasterWidth)
+        .arg(m.RasterHeight)
+        .arg(at);
 }
 
-double mercatorY(double latitude)
+// The area of a band between two parallels on the WGS 84 ellipsoid, in km², by numerical
+// integration of the surface element.
+double bandArea(double south, double north, double west, double east)
 {
-    return earthRadius * std::log(std::tan(M_PI / 4.0 + latitude * M_PI / 360.0));
-}
-
-DatasetMetadata record(double minX, double minY, double maxX, double maxY, int epsg,
-                       double cellX = 1.0, double cellY = -1.0)
-{
-    DatasetMetadata metadata;
-    metadata.MinX = minX;
-    metadata.MinY = minY;
-    metadata.MaxX = maxX;
-    metadata.MaxY = maxY;
-    metadata.EPSG = epsg;
-    metadata.CellSizeX = cellX;
-    metadata.CellSizeY = cellY;
-    return metadata;
-}
-
-std::shared_ptr<ICompressionUtil> makeUtil()
-{
-    auto factory = std::make_shared<CompressionUtilFactory>();
-    std::shared_ptr<ICompressionUtil> util;
-    factory->GetCompressionUtil(util);
-    return util;
-}
-
-// Checks what every long call promises of its progress reports.
-struct ProgressLog {
-    QVector<double> values;
-    bool offThread = false;
-    void add(double value)
-    {
-        values.append(value);
-        offThread = offThread || QThread::currentThread() != qApp->thread();
+    const double a = 6378137.0, f = 1 / 298.257223563, e2 = f * (2 - f);
+    const int steps = 20000;
+    const double h = (north - south) * degree / steps;
+    double sum = 0;
+    for (int i = 0; i <= steps; ++i) {
+        const double phi = south * degree + i * h;
+        const double s = std::sin(phi);
+        const double value = a * a * (1 - e2) * std::cos(phi) / std::pow(1 - e2 * s * s, 2);
+        sum += value * (i == 0 || i == steps ? 1 : (i % 2 ? 4 : 2));
     }
-    bool risesFromZeroToHundred() const
-    {
-        if (values.isEmpty() || values.first() != 0.0 || values.last() != 100.0 || offThread)
-            return false;
-        for (int i = 1; i < values.size(); ++i) {
-            if (values[i] < values[i - 1])
-                return false;
-        }
-        return true;
-    }
-};
+    return sum * h / 3 * (east - west) * degree / 1e6;
+}
+
+// The area of a box given in `epsg`, by PROJ's equal-area azimuthal projection centred where the
+// box lies, in km².
+double azimuthalArea(int epsg, const QRectF& box, double lat0, double lon0)
+{
+    OGRGeometry* ring = nullptr;
+    const QString wkt = QStringLiteral("POLYGON((%1 %2,%3 %2,%3 %4,%1 %4,%1 %2))")
+                            .arg(box.left(), 0, 'f')
+                            .arg(box.top(), 0, 'f')
+                            .arg(box.right(), 0, 'f')
+                            .arg(box.bottom(), 0, 'f');
+    OGRSpatialReference source = fixtures::spatialReference({"EPSG:" + std::to_string(epsg)});
+    OGRGeometryFactory::createFromWkt(wkt.toLatin1().constData(), &source, &ring);
+    ring->segmentize(box.width() / 500);
+    OGRSpatialReference target = fixtures::spatialReference(
+        {QStringLiteral("+proj=laea +lat_0=%1 +lon_0=%2 +datum=WGS84").arg(lat0).arg(lon0).toStdString()});
+    ring->transformTo(&target);
+    const double area = ring->toPolygon()->get_Area() / 1e6;
+    OGRGeometryFactory::destroyGeometry(ring);
+    return area;
+}
 
 }  // namespace
 
@@ -124,27 +104,16 @@ class TestGdalRasters : public QObject
 private slots:
     void initTestCase();
     void cleanupTestCase();
-    void readsHeader_data();
-    void readsHeader();
-    void epsgDetection_data();
-    void epsgDetection();
-    void withoutGeoreferencing();
-    void truncatedFileReadsWithoutPixels();
-    void unreadableFilesThrow_data();
-    void unreadableFilesThrow();
-    void blanksAndNonAsciiInPath();
-    void reprojectPoints_data();
-    void reprojectPoints();
-    void reprojectExtentFollowsCurvedEdges();
-    void reprojectExtentAtPoleAndAntimeridian();
-    void reprojectExtentOfUnknownReference();
+    void readsHeaders_data();
+    void readsHeaders();
+    void refusesUnreadableFiles_data();
+    void refusesUnreadableFiles();
+    void measuresWideExtents_data();
+    void measuresWideExtents();
     void outputDimensions_data();
     void outputDimensions();
-    void activeArea_data();
-    void activeArea();
     void updateCoverage_data();
     void updateCoverage();
-    void progressRisesOnCallingThread();
 
 private:
     QString path(const QString& name) const { return directory.filePath(name); }
@@ -154,29 +123,26 @@ private:
 void TestGdalRasters::initTestCase()
 {
     QVERIFY(directory.isValid());
-    fixtures::registerDrivers();
-    QVERIFY(fixtures::makeTile(path("utm.tif"), 32633, 500000, 5000000, 10, 100, 50));
-    QVERIFY(fixtures::makeTile(path("utm east.tif"), 32633, 501000, 5000000, 5, 200, 100));
-    QVERIFY(fixtures::makeTile(path("geo.tif"), 4326, 10, 46, 0.01, 100, 100));
-    QVERIFY(fixtures::makeTiff(path("laea.tif"), 20, 20, {4000000, 10, 0, 3000000, 0, -10}, 0,
-                               laeaWithoutAuthority));
-    // GeoTIFF would turn the UTM definition into its EPSG number on writing; a sidecar keeps it
-    // as the user gave it.
-    const auto withSidecar = [this](const QString& name, const QByteArray& wkt) {
-        QFile sidecar(path(name + QStringLiteral(".aux.xml")));
-        return fixtures::makeTiff(path(name), 20, 20, {500000, 10, 0, 5000000, 0, -10}, 0)
-            && sidecar.open(QIODevice::WriteOnly)
-            && sidecar.write("<PAMDataset><SRS>" + wkt + "</SRS></PAMDataset>\n") > 0;
-    };
-    QVERIFY(withSidecar(QStringLiteral("sidecar.tif"), utm33WithoutAuthority));
-    QVERIFY(withSidecar(QStringLiteral("geographic sidecar.tif"), geographicWithoutAuthority));
-    QVERIFY(fixtures::makeTiff(path("custom.tif"), 20, 20, {0, 1, 0, 100, 0, -1}, 0, customProjection));
-    QVERIFY(fixtures::makeTiff(path("plain.tif"), 20, 10, {}, 0, std::string(), false));
-    // Rotated by 30 degrees: pixel columns run east-north-east.
-    const double c = std::cos(M_PI / 6.0) * 10.0;
-    const double s = std::sin(M_PI / 6.0) * 10.0;
-    QVERIFY(fixtures::makeTiff(path("rotated.tif"), 10, 10, {1000, c, -s, 2000, s, -c}, 32633));
-    QVERIFY(fixtures::makeTiff(path("southup.tif"), 10, 10, {0, 2, 0, 100, 0, 2}, 32633));
+    // One UTM 33N tile in metres, US survey feet and kilometres; with a height system; in a
+    // national grid with one; as sidecar text without a code.
+    QVERIFY(fixtures::makeTile(path("utm.tif"), {"EPSG:32633"}, 500000, 5000000, 10, 100, 50));
+    QVERIFY(fixtures::makeTile(path("utm feet.tif"), {"EPSG:32633", "US survey foot", 0.304800609601219},
+                               1640000, 16400000, 30, 100, 50));
+    QVERIFY(fixtures::makeTile(path("utm km.tif"), {"EPSG:32633", "kilometre", 1000}, 500, 5000, 0.01, 100, 50));
+    QVERIFY(fixtures::makeTile(path("utm height.tif"), {"EPSG:32633+5773"}, 500000, 5000000, 10, 100, 50));
+    QVERIFY(fixtures::makeTile(path("norway height.tif"), {"EPSG:5972"}, 500000, 6600000, 10, 10, 10));
+    QVERIFY(fixtures::makeTile(path("sidecar.tif"), {}, 500000, 5000000, 10, 100, 50));
+    writeFile(path("sidecar.tif.aux.xml"), QByteArray("<PAMDataset><SRS>") + utm33Wkt + "</SRS></PAMDataset>\n");
+    QVERIFY(fixtures::makeTile(path("laea.tif"), {laeaWkt}, 4000000, 3000000, 10, 20, 20));
+    QVERIFY(fixtures::makeTile(path("site grid.tif"), {siteGridWkt}, 0, 100, 1, 20, 20));
+    QVERIFY(fixtures::makeTile(path("geo.tif"), {"EPSG:4326"}, 10, 46, 0.01, 100, 100));
+    QVERIFY(fixtures::makeRaster(path("plain.tif"), 20, 10, {}, {}));
+    QVERIFY(fixtures::makeRaster(path("rotated.tif"), 100, 50, {1000, cos30, -sin30, 2000, sin30, -cos30},
+                                 {"EPSG:32633"}));
+    QVERIFY(fixtures::makeTile(path("Ortho Münster/Kachel Süd.tif"), {"EPSG:32633"}, 500000, 5000000, 10, 100, 50));
+    // Headers only: the pixels are cut away, so a reader that decodes them fails.
+    QVERIFY(fixtures::makeTile(path("truncated.tif"), {"EPSG:32633"}, 500000, 5000000, 10, 1000, 500));
+    writeFile(path("truncated.tif"), readFile(path("truncated.tif")).left(4096));
 }
 
 void TestGdalRasters::cleanupTestCase()
@@ -184,429 +150,248 @@ void TestGdalRasters::cleanupTestCase()
     CompressionUtilFactory::Shutdown();
 }
 
-void TestGdalRasters::readsHeader_data()
+void TestGdalRasters::readsHeaders_data()
 {
     QTest::addColumn<QString>("file");
-    QTest::addColumn<QRectF>("extent");  // left, top as MinX, MinY
-    QTest::addColumn<double>("cellX");
-    QTest::addColumn<double>("cellY");
-    QTest::addColumn<int>("epsg");
-    const double c = std::cos(M_PI / 6.0) * 10.0;
-    const double s = std::sin(M_PI / 6.0) * 10.0;
-    QTest::newRow("utm north-up") << "utm.tif" << QRectF(QPointF(500000, 4999500), QPointF(501000, 5000000))
-                                  << 10.0 << -10.0 << 32633;
-    QTest::newRow("geographic") << "geo.tif" << QRectF(QPointF(10, 45), QPointF(11, 46)) << 0.01 << -0.01
-                                << 4326;
-    QTest::newRow("rotated") << "rotated.tif"
-                             << QRectF(QPointF(1000 - 10 * s, 2000 - 10 * c), QPointF(1000 + 10 * c, 2000 + 10 * s))
-                             << c << -c << 32633;
-    QTest::newRow("south-up") << "southup.tif" << QRectF(QPointF(0, 100), QPointF(20, 120)) << 2.0 << 2.0
-                              << 32633;
+    QTest::addColumn<QString>("expected");
+    const QString utm = QStringLiteral("extent 500000.00 4999500.00 501000.00 5000000.00 cell 10.00 -10.00 "
+                                       "size 100x50 at 15.01 45.15");
+    QTest::newRow("utm, metres") << "utm.tif" << "read 1 epsg 32633 " + utm;
+    QTest::newRow("utm, US feet: no code of its own")
+        << "utm feet.tif" << "read 1 epsg 0 extent 1640000.00 16398500.00 1643000.00 16400000.00 cell 30.00 "
+                             "-30.00 size 100x50 at nowhere";
+    QTest::newRow("utm, kilometres: no code of its own")
+        << "utm km.tif" << "read 1 epsg 0 extent 500.00 4999.50 501.00 5000.00 cell 0.01 -0.01 size 100x50 at nowhere";
+    QTest::newRow("utm with heights") << "utm height.tif" << "read 1 epsg 32633 " + utm;
+    QTest::newRow("national compound code")
+        << "norway height.tif" << "read 1 epsg 25832 extent 500000.00 6599900.00 500100.00 6600000.00 cell 10.00 "
+                                  "-10.00 size 10x10 at 9.00 59.54";
+    QTest::newRow("utm in a sidecar, no code") << "sidecar.tif" << "read 1 epsg 32633 " + utm;
+    QTest::newRow("national grid, no code")
+        << "laea.tif" << "read 1 epsg 3035 extent 4000000.00 2999800.00 4000200.00 3000000.00 cell 10.00 -10.00 "
+                         "size 20x20 at 5.52 50.02";
+    QTest::newRow("site grid") << "site grid.tif"
+                               << "read 1 epsg 0 extent 0.00 80.00 20.00 100.00 cell 1.00 -1.00 size 20x20 at nowhere";
+    QTest::newRow("geographic") << "geo.tif"
+                                << "read 1 epsg 4326 extent 10.00 45.00 11.00 46.00 cell 0.01 -0.01 size 100x100 "
+                                   "at 10.50 45.50";
+    QTest::newRow("no georeferencing")
+        << "plain.tif" << "read 0 epsg 0 extent 0.00 0.00 0.00 0.00 cell 0.00 0.00 size 20x10 at nowhere";
+    QTest::newRow("rotated: true ground cell")
+        << "rotated.tif"
+        << QStringLiteral("read 1 epsg 32633 extent %1 %2 %3 %4 cell 10.00 -10.00 size 100x50 at 10.52 0.02")
+               .arg(pad(1000 - 50 * sin30), pad(2000 - 50 * cos30), pad(1000 + 100 * cos30), pad(2000 + 100 * sin30));
+    QTest::newRow("blanks and umlauts") << "Ortho Münster/Kachel Süd.tif" << "read 1 epsg 32633 " + utm;
+    QTest::newRow("pixels missing")
+        << "truncated.tif" << "read 1 epsg 32633 extent 500000.00 4995000.00 510000.00 5000000.00 cell 10.00 "
+                              "-10.00 size 1000x500 at 15.06 45.13";
 }
 
-void TestGdalRasters::readsHeader()
+void TestGdalRasters::readsHeaders()
 {
     QFETCH(QString, file);
-    QFETCH(QRectF, extent);
-    QFETCH(double, cellX);
-    QFETCH(double, cellY);
-    QFETCH(int, epsg);
-    DatasetMetadata metadata;
-    int detected = -1;
-    QVERIFY(makeUtil()->ReadDatasetMetadata(TSR::CString(path(file).toUtf8().constData()), detected,
-                                            metadata, true));
-    QCOMPARE(detected, epsg);
-    QCOMPARE(metadata.EPSG, epsg);
-    QVERIFY(qAbs(metadata.MinX - extent.left()) < 1e-9);
-    QVERIFY(qAbs(metadata.MinY - extent.top()) < 1e-9);
-    QVERIFY(qAbs(metadata.MaxX - extent.right()) < 1e-9);
-    QVERIFY(qAbs(metadata.MaxY - extent.bottom()) < 1e-9);
-    QVERIFY(qAbs(metadata.CellSizeX - cellX) < 1e-12);
-    QVERIFY(qAbs(metadata.CellSizeY - cellY) < 1e-12);
-}
-
-void TestGdalRasters::epsgDetection_data()
-{
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<int>("epsg");
-    QTest::newRow("authority code") << "utm.tif" << 32633;
-    QTest::newRow("identified in the file") << "laea.tif" << 3035;
-    QTest::newRow("identified in a sidecar") << "sidecar.tif" << 32633;
-    QTest::newRow("geographic in a sidecar") << "geographic sidecar.tif" << 4326;
-    QTest::newRow("no match") << "custom.tif" << 0;
-    QTest::newRow("no reference") << "plain.tif" << 0;
-}
-
-void TestGdalRasters::epsgDetection()
-{
-    QFETCH(QString, file);
-    QFETCH(int, epsg);
-    DatasetMetadata metadata;
-    int detected = -1;
-    makeUtil()->ReadDatasetMetadata(TSR::CString(path(file).toStdWString()), detected, metadata, false);
-    QCOMPARE(detected, epsg);
-}
-
-void TestGdalRasters::withoutGeoreferencing()
-{
-    auto util = makeUtil();
-    const TSR::CString file(path("plain.tif").toStdWString());
-    DatasetMetadata metadata;
-    int epsg = -1;
-    QVERIFY(!util->ReadDatasetMetadata(file, epsg, metadata, false));
-    QCOMPARE(epsg, 0);
-    QCOMPARE(metadata.RasterWidth, std::int64_t(20));
-    QCOMPARE(metadata.RasterHeight, std::int64_t(10));
-    QVERIFY(!(metadata.MinX < metadata.MaxX));
-
-    try {
-        DatasetMetadata again;
-        util->ReadDatasetMetadata(file, epsg, again, true);
-        QFAIL("a dataset to be mosaicked needs georeferencing");
-    } catch (const TSR::CRuntimeError& error) {
-        const QString text = QString::fromUtf8(error.what());
-        QVERIFY2(text.contains(path("plain.tif")), qPrintable(text));
-        QVERIFY2(text.contains(QStringLiteral("has no georeferencing and cannot be mosaicked")), qPrintable(text));
+    QFETCH(QString, expected);
+    // The UTF-8 and the wide form of a path are read alike.
+    for (const TSR::CString& key : {TSR::CString(path(file).toUtf8().constData()), TSR::CString(path(file).toStdWString())}) {
+        DatasetMetadata metadata;
+        int epsg = -1;
+        const bool read = fixtures::makeUtil()->ReadDatasetMetadata(key, epsg, metadata, false);
+        QCOMPARE(epsg, metadata.EPSG);
+        QCOMPARE(describe(read, epsg, metadata), expected);
     }
 }
 
-void TestGdalRasters::truncatedFileReadsWithoutPixels()
-{
-    const QString file = path("truncated.tif");
-    QVERIFY(fixtures::makeTile(file, 32633, 600000, 5100000, 1, 512, 512));
-    QFile tiff(file);
-    QVERIFY(tiff.open(QIODevice::ReadWrite));
-    const QByteArray head = tiff.read(8);
-    const quint32 directoryOffset = quint32(uchar(head[4])) | quint32(uchar(head[5])) << 8
-        | quint32(uchar(head[6])) << 16 | quint32(uchar(head[7])) << 24;
-    const qint64 cut = 4096;
-    QVERIFY2(directoryOffset < cut - 512, "the fixture needs its header at the start of the file");
-    QVERIFY(tiff.resize(cut));
-    tiff.close();
-
-    DatasetMetadata metadata;
-    int epsg = -1;
-    QVERIFY(makeUtil()->ReadDatasetMetadata(TSR::CString(file.toUtf8().constData()), epsg, metadata, true));
-    QCOMPARE(epsg, 32633);
-    QCOMPARE(metadata.MaxX, 600512.0);
-    QCOMPARE(metadata.MinY, 5100000.0 - 512);
-
-    // The pixels really are gone: had the read touched them, it would have failed.
-    CPLPushErrorHandler(CPLQuietErrorHandler);
-    GDALDataset* dataset = GDALDataset::Open(file.toUtf8().constData(), GDAL_OF_RASTER);
-    QVERIFY(dataset);
-    std::vector<GByte> pixels(512 * 512);
-    const CPLErr read = dataset->GetRasterBand(1)->RasterIO(GF_Read, 0, 0, 512, 512, pixels.data(), 512,
-                                                            512, GDT_Byte, 0, 0);
-    GDALClose(dataset);
-    CPLPopErrorHandler();
-    QCOMPARE(read, CE_Failure);
-}
-
-void TestGdalRasters::unreadableFilesThrow_data()
+void TestGdalRasters::refusesUnreadableFiles_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<QByteArray>("content");  // written unless empty
-    QTest::addColumn<QString>("reason");
-    QTest::newRow("missing") << "missing.tif" << QByteArray() << "does not exist";
-    QTest::newRow("text with a raster suffix") << "notes.tif" << QByteArray("just some notes\n") << "";
-    QTest::newRow("vector data with a raster suffix")
-        << "shapes.tif"
-        << QByteArray("{\"type\":\"FeatureCollection\",\"features\":[{\"type\":\"Feature\",\"properties\":{},"
-                      "\"geometry\":{\"type\":\"Point\",\"coordinates\":[1,2]}}]}")
-        << "";
-    QTest::newRow("broken tiff") << "broken.tif" << QByteArray("II*\0\x10\0\0\0garbage", 16) << "";
-    QTest::newRow("folder") << "folder.tif" << QByteArray() << "folder";
-    QTest::newRow("permission denied") << "locked.tif" << QByteArray("II*\0") << "permission denied";
+    QTest::addColumn<QString>("reason");      // after "Cannot open "<path>": "
+    QTest::newRow("missing") << "missing.tif" << QByteArray() << "the file does not exist";
+    QTest::newRow("empty") << "empty.tif" << QByteArray("") << "the file is empty";
+    QTest::newRow("folder") << "Ortho Münster" << QByteArray() << "it is a folder, not a file";
+    QTest::newRow("permission denied") << "locked.tif" << QByteArray("II*\0", 4) << "permission denied";
+    QTest::newRow("WVC without its plugin")
+        << "update.wvc" << QByteArray("WVC\x01 wavelet stream") << "`%1' not recognized as a supported file format.";
+    QTest::newRow("no georeferencing in a mosaic") << "plain.tif" << QByteArray() << "";
 }
 
-void TestGdalRasters::unreadableFilesThrow()
+void TestGdalRasters::refusesUnreadableFiles()
 {
     QFETCH(QString, file);
     QFETCH(QByteArray, content);
     QFETCH(QString, reason);
-    const QString fullPath = path(file);
-    if (file == QLatin1String("folder.tif"))
-        QVERIFY(QDir().mkpath(fullPath));
-    if (!content.isEmpty()) {
-        QFile out(fullPath);
-        QVERIFY(out.open(QIODevice::WriteOnly));
-        out.write(content);
-    }
+    if (!content.isNull())
+        writeFile(path(file), content);
     if (file == QLatin1String("locked.tif")) {
         if (geteuid() == 0)
             QSKIP("permissions do not bind the superuser");
-        QVERIFY(QFile::setPermissions(fullPath, QFileDevice::WriteOwner));
+        QVERIFY(QFile::setPermissions(path(file), QFileDevice::WriteOwner));
     }
+    const QString expected = reason.isEmpty()
+        ? QStringLiteral("\"%1\" has no georeferencing and cannot be mosaicked.").arg(path(file))
+        : QStringLiteral("Cannot open \"%1\": ").arg(path(file)) + QString(reason).replace(QLatin1String("%1"), path(file));
     DatasetMetadata metadata;
     int epsg = -1;
     try {
-        makeUtil()->ReadDatasetMetadata(TSR::CString(fullPath.toStdWString()), epsg, metadata, false);
-        QFAIL("the file cannot be read as a raster");
+        fixtures::makeUtil()->ReadDatasetMetadata(TSR::CString(path(file).toStdWString()), epsg, metadata, true);
+        QFAIL("the file was read");
     } catch (const TSR::CRuntimeError& error) {
-        const QString text = QString::fromUtf8(error.what());
-        QVERIFY2(text.contains(fullPath), qPrintable(text));
-        QVERIFY2(text.contains(reason), qPrintable(text));
-        QVERIFY2(text.length() > fullPath.length() + 20, qPrintable(text));
+        QCOMPARE(QString::fromUtf8(error.what()), expected);
     }
 }
 
-void TestGdalRasters::blanksAndNonAsciiInPath()
+void TestGdalRasters::measuresWideExtents_data()
 {
-    const QString folder = path(QStringLiteral("Ortho Münster ø"));
-    QVERIFY(QDir().mkpath(folder));
-    const QString file = folder + QStringLiteral("/Kachel Süd 1.tif");
-    QVERIFY(fixtures::makeTile(file, 32633, 500000, 5000000, 10, 10, 10));
-    auto util = makeUtil();
-    DatasetScanResult scan;
-    for (const TSR::CString& key : {TSR::CString(file.toUtf8().constData()), TSR::CString(file.toStdWString())}) {
-        DatasetMetadata metadata;
-        int epsg = -1;
-        QVERIFY(util->ReadDatasetMetadata(key, epsg, metadata, true));
-        QCOMPARE(epsg, 32633);
-        scan.Datasets[key] = metadata;
-    }
-    QCOMPARE(scan.Datasets.size(), std::size_t(1));
-    QCOMPARE(QString::fromUtf8(scan.Datasets.begin()->first.utf8_str()), file);
-}
-
-void TestGdalRasters::reprojectPoints_data()
-{
-    QTest::addColumn<int>("source");
-    QTest::addColumn<QPointF>("point");
-    QTest::addColumn<QPointF>("expected");  // longitude, latitude
-    QTest::newRow("utm central meridian at the equator") << 32633 << QPointF(500000, 0) << QPointF(15, 0);
-    const double x = mercatorX(13.404954);
-    const double y = mercatorY(52.520008);
-    QTest::newRow("web mercator") << 3857 << QPointF(x, y) << QPointF(13.404954, 52.520008);
-    QTest::newRow("web mercator south west") << 3857 << QPointF(mercatorX(-70.5), mercatorY(-33.25))
-                                             << QPointF(-70.5, -33.25);
-    QTest::newRow("identity") << 4326 << QPointF(7.5, 47.25) << QPointF(7.5, 47.25);
-}
-
-void TestGdalRasters::reprojectPoints()
-{
-    QFETCH(int, source);
-    QFETCH(QPointF, point);
-    QFETCH(QPointF, expected);
-    Ring result;
-    makeUtil()->ReprojectPoints({{point.x(), point.y()}, {point.x(), point.y()}}, source, 4326, result);
-    QCOMPARE(result.size(), std::size_t(2));
-    QVERIFY2(qAbs(result[0].X - expected.x()) < 1e-6, qPrintable(QString::number(result[0].X, 'f', 9)));
-    QVERIFY2(qAbs(result[0].Y - expected.y()) < 1e-6, qPrintable(QString::number(result[0].Y, 'f', 9)));
-}
-
-void TestGdalRasters::reprojectExtentFollowsCurvedEdges()
-{
-    auto util = makeUtil();
-    // A wide UTM tile: its top edge, a straight line of constant northing, bulges north at the
-    // central meridian, so the corners alone would give too small a box.
-    const DatasetMetadata tile = record(300000, 5000000, 700000, 5100000, 32633);
-    double minX, minY, maxX, maxY;
-    util->ReprojectExtent(tile, 32633, 4326, minX, minY, maxX, maxY);
-    Ring corners;
-    util->ReprojectPoints({{300000, 5100000}, {700000, 5100000}, {500000, 5100000}, {300000, 5000000}},
-                          32633, 4326, corners);
-    QCOMPARE(corners.size(), std::size_t(4));
-    QVERIFY(maxY > corners[0].Y + 0.01);
-    QVERIFY(qAbs(maxY - corners[2].Y) < 1e-6);
-    // Meridians converge northwards, so the west edge reaches furthest west at its top.
-    QVERIFY(qAbs(minX - corners[0].X) < 1e-6);
-    QVERIFY(minX < corners[3].X);
-    QVERIFY(minX < 15.0 && maxX > 15.0);
-
-    // In web Mercator straight edges stay straight, so the box is exact.
-    const DatasetMetadata mercator = record(mercatorX(10), mercatorY(45), mercatorX(11), mercatorY(46), 3857);
-    util->ReprojectExtent(mercator, 3857, 4326, minX, minY, maxX, maxY);
-    QVERIFY(qAbs(minX - 10) < 1e-6 && qAbs(minY - 45) < 1e-6);
-    QVERIFY(qAbs(maxX - 11) < 1e-6 && qAbs(maxY - 46) < 1e-6);
-}
-
-void TestGdalRasters::reprojectExtentAtPoleAndAntimeridian()
-{
-    auto util = makeUtil();
-    double minX, minY, maxX, maxY;
-    // The south pole lies inside this polar tile but on none of its edges.
-    util->ReprojectExtent(record(-100000, -100000, 100000, 100000, 3031), 3031, 4326, minX, minY, maxX, maxY);
-    QVERIFY2(qAbs(minY + 90.0) < 1e-6, qPrintable(QString::number(minY, 'f', 9)));
-    QVERIFY(maxY > -89.5 && maxY < -88.0);
-    QCOMPARE(minX, -180.0);
-    QCOMPARE(maxX, 180.0);
-
-    // West of UTM zone 1 lies the other side of the antimeridian: the box spans the world rather
-    // than turning inside out.
-    util->ReprojectExtent(record(100000, 5000000, 300000, 5100000, 32601), 32601, 4326, minX, minY, maxX, maxY);
-    QCOMPARE(minX, -180.0);
-    QCOMPARE(maxX, 180.0);
-    QVERIFY(minY > 44.0 && maxY < 47.0);
-}
-
-void TestGdalRasters::reprojectExtentOfUnknownReference()
-{
-    auto util = makeUtil();
-    double box[4] = {1, 2, 3, 4};
-    util->ReprojectExtent(record(0, 0, 10, 10, 0), 0, 4326, box[0], box[1], box[2], box[3]);
-    QVERIFY(!(box[0] < box[2]));
-    util->ReprojectExtent(record(0, 0, 10, 10, -1), -1, 4326, box[0], box[1], box[2], box[3]);
-    QVERIFY(!(box[0] < box[2]));
-    QVERIFY_EXCEPTION_THROWN(
-        util->ReprojectExtent(record(0, 0, 10, 10, 999999), 999999, 4326, box[0], box[1], box[2], box[3]),
-        TSR::CRuntimeError);
-}
-
-void TestGdalRasters::outputDimensions_data()
-{
-    QTest::addColumn<QRectF>("region");
-    QTest::addColumn<double>("cellX");
-    QTest::addColumn<double>("cellY");
-    QTest::addColumn<uint>("width");
-    QTest::addColumn<uint>("height");
-    // Two tiles side by side: 500000..501000 at 10 m and 501000..502000 at 5 m, 4999500..5000000.
-    const QRectF none(0, 0, 0, 0);
-    QTest::newRow("native: finest of the set") << none << 0.0 << 0.0 << 400u << 100u;
-    QTest::newRow("given") << none << 20.0 << 20.0 << 100u << 25u;
-    QTest::newRow("given, negative y") << none << 20.0 << -25.0 << 100u << 20u;
-    QTest::newRow("rounded up") << none << 3.0 << 3.0 << 667u << 167u;
-    QTest::newRow("no rounding noise") << none << 0.1 << 0.1 << 20000u << 5000u;
-    QTest::newRow("region") << QRectF(QPointF(500500, 4999600), QPointF(501500, 5000100)) << 0.0 << 0.0
-                            << 200u << 80u;
-    QTest::newRow("region apart") << QRectF(QPointF(0, 0), QPointF(10, 10)) << 0.0 << 0.0 << 0u << 0u;
-}
-
-void TestGdalRasters::outputDimensions()
-{
-    QFETCH(QRectF, region);
-    QFETCH(double, cellX);
-    QFETCH(double, cellY);
-    QFETCH(uint, width);
-    QFETCH(uint, height);
-    DatasetMetadataMap datasets;
-    datasets[TSR::CString("/a.tif")] = record(500000, 4999500, 501000, 5000000, 32633, 10, -10);
-    datasets[TSR::CString("/b.tif")] = record(501000, 4999500, 502000, 5000000, 32633, 5, -5);
-    datasets[TSR::CString("/unplaced.tif")] = DatasetMetadata();
-    std::uint32_t columns = 1;
-    std::uint32_t rows = 1;
-    makeUtil()->ComputeOutputDimensions(datasets, region.left(), region.top(), region.right(),
-                                        region.bottom(), cellX, cellY, columns, rows, nullptr);
-    QCOMPARE(uint(columns), width);
-    QCOMPARE(uint(rows), height);
-}
-
-void TestGdalRasters::activeArea_data()
-{
-    QTest::addColumn<QVector<QRectF>>("tiles");  // geographic boxes
-    QTest::addColumn<int>("epsg");                // the reference the tiles are written in
-    QTest::addColumn<QRectF>("region");           // geographic; null for none
-    QTest::addColumn<double>("expected");         // square kilometres
+    QTest::addColumn<int>("epsg");
+    QTest::addColumn<QString>("override");
+    QTest::addColumn<QVector<QRectF>>("boxes");  // in the reference; left, top as MinX, MinY
+    QTest::addColumn<QRectF>("region");         // in EPSG 4326; null for none
+    QTest::addColumn<double>("area");           // km²
+    QTest::addColumn<QString>("geographic");    // box of the first in EPSG 4326
+    const double mercator = 20037508.342789244;
+    const double mercatorLatitude = 85.0511287798;
     const QRectF none;
-    const double single = quadrangleArea(10, 45, 11, 46);
-    QTest::newRow("one degree tile") << QVector<QRectF>{QRectF(QPointF(10, 45), QPointF(11, 46))} << 4326
-                                     << none << single;
-    QTest::newRow("overlap counts once")
-        << QVector<QRectF>{QRectF(QPointF(10, 45), QPointF(11, 46)), QRectF(QPointF(10.5, 45), QPointF(11.5, 46))}
-        << 4326 << none << quadrangleArea(10, 45, 11.5, 46);
-    QTest::newRow("projected tile") << QVector<QRectF>{QRectF(QPointF(10, 45), QPointF(11, 46))} << 3857
-                                    << none << single;
-    QTest::newRow("far north") << QVector<QRectF>{QRectF(QPointF(20, 70), QPointF(25, 72))} << 4326 << none
-                               << quadrangleArea(20, 70, 25, 72);
-    QTest::newRow("clipped to a region")
-        << QVector<QRectF>{QRectF(QPointF(10, 45), QPointF(11, 46))} << 4326
-        << QRectF(QPointF(10.25, 44), QPointF(10.75, 45.5)) << quadrangleArea(10.25, 45, 10.75, 45.5);
-    QTest::newRow("region apart") << QVector<QRectF>{QRectF(QPointF(10, 45), QPointF(11, 46))} << 4326
-                                  << QRectF(QPointF(30, 0), QPointF(31, 1)) << 0.0;
-    QTest::newRow("unknown reference") << QVector<QRectF>{QRectF(QPointF(10, 45), QPointF(11, 46))} << 0
-                                       << none << 0.0;
+    QTest::newRow("world, geographic") << 4326 << "" << QVector<QRectF>{{-180, -90, 360, 180}} << none
+                                       << bandArea(-90, 90, -180, 180) << "-180.00 -90.00 180.00 90.00";
+    QTest::newRow("world, web mercator")
+        << 3857 << "" << QVector<QRectF>{{-mercator, -mercator, 2 * mercator, 2 * mercator}} << none
+        << bandArea(-mercatorLatitude, mercatorLatitude, -180, 180) << "-180.00 -85.05 180.00 85.05";
+    QTest::newRow("band of 60 degrees either side") << 4326 << "" << QVector<QRectF>{{-180, -60, 360, 120}} << none
+                                                    << bandArea(-60, 60, -180, 180) << "-180.00 -60.00 180.00 60.00";
+    QTest::newRow("polar, round the south pole")
+        << 3031 << "" << QVector<QRectF>{{-1e6, -1e6, 2e6, 2e6}} << none
+        << azimuthalArea(3031, {-1e6, -1e6, 2e6, 2e6}, -90, 0) << "-180.00 -90.00 180.00 -77.04";
+    QTest::newRow("across the antimeridian")
+        << 32660 << "" << QVector<QRectF>{{500000, 5500000, 300000, 200000}} << none
+        << azimuthalArea(32660, {500000, 5500000, 300000, 200000}, 50.5, 179) << "177.00 49.58 181.31 51.45";
+    QTest::newRow("overlap counts once") << 4326 << "" << QVector<QRectF>{{10, 45, 1, 1}, {10.5, 45, 1, 1}}
+                                         << none << bandArea(45, 46, 10, 11.5) << "10.00 45.00 11.00 46.00";
+    QTest::newRow("clipped to a region") << 4326 << "" << QVector<QRectF>{{10, 45, 1, 1}} << QRectF(10.25, 44, 0.5, 1.5)
+                                         << bandArea(45, 45.5, 10.25, 10.75) << "10.00 45.00 11.00 46.00";
+    QTest::newRow("override PROJ does not know")
+        << 32633 << "EPSG:32699" << QVector<QRectF>{{500000, 4999500, 1000, 500}} << none << 0.0 << "nowhere";
+    QTest::newRow("no reference") << 0 << "" << QVector<QRectF>{{10, 45, 1, 1}} << none << 0.0 << "nowhere";
 }
 
-void TestGdalRasters::activeArea()
+void TestGdalRasters::measuresWideExtents()
 {
-    QFETCH(QVector<QRectF>, tiles);
     QFETCH(int, epsg);
+    QFETCH(QString, override);
+    QFETCH(QVector<QRectF>, boxes);
     QFETCH(QRectF, region);
-    QFETCH(double, expected);
+    QFETCH(double, area);
+    QFETCH(QString, geographic);
+    auto util = fixtures::makeUtil();
     DatasetMetadataMap datasets;
-    for (int i = 0; i < tiles.size(); ++i) {
-        const QRectF& t = tiles[i];
-        datasets[TSR::CString(("/tile" + std::to_string(i) + ".tif").c_str())] = epsg == 3857
-            ? record(mercatorX(t.left()), mercatorY(t.top()), mercatorX(t.right()), mercatorY(t.bottom()), epsg)
-            : record(t.left(), t.top(), t.right(), t.bottom(), epsg);
+    for (const QRectF& box : boxes) {
+        DatasetMetadata& m = datasets[TSR::CString(QString::number(datasets.size()).toStdWString())];
+        std::tie(m.MinX, m.MinY, m.MaxX, m.MaxY, m.EPSG) = std::make_tuple(box.left(), box.top(), box.right(), box.bottom(), epsg);
+        m.EPSGOverride = TSR::CString(override.toStdWString());
     }
+    const int placedBy = override.isEmpty() ? epsg : override.mid(5).toInt();
+    double box[4];
+    util->ReprojectExtent(datasets.begin()->second, placedBy, 4326, box[0], box[1], box[2], box[3]);
+    QCOMPARE(box[0] < box[2] ? QStringLiteral("%1 %2 %3 %4").arg(pad(box[0]), pad(box[1]), pad(box[2]), pad(box[3]))
+                             : QStringLiteral("nowhere"),
+             geographic);
+
     ClipInfoPtr clip;
     if (!region.isNull()) {
         clip = std::make_shared<ExtractedFeatureClipInfo>();
         clip->CRS = CCRSIdentifier(4326);
-        clip->MinX = region.left();
-        clip->MinY = region.top();
-        clip->MaxX = region.right();
-        clip->MaxY = region.bottom();
+        std::tie(clip->MinX, clip->MinY, clip->MaxX, clip->MaxY) = std::make_tuple(region.left(), region.top(), region.right(), region.bottom());
     }
-    double area = -1;
+    QVector<double> progress;
+    double measured = -1;
     std::int32_t unit = 0;
-    makeUtil()->ComputeActiveArea(datasets, clip, area, unit, nullptr);
+    util->ComputeActiveArea(datasets, clip, measured, unit, [&](const double& value) {
+        QCOMPARE(QThread::currentThread(), qApp->thread());
+        progress << value;
+    });
     QCOMPARE(unit, 1);
-    if (expected == 0.0)
-        QCOMPARE(area, 0.0);
-    else
-        QVERIFY2(qAbs(area - expected) / expected < 0.005,
-                 qPrintable(QStringLiteral("%1 km² against %2 km²").arg(area).arg(expected)));
+    QVERIFY2(area == 0 ? measured == 0 : qAbs(measured - area) / area < 0.005,
+             qPrintable(QStringLiteral("%1 km² against %2 km²").arg(measured, 0, 'f').arg(area, 0, 'f')));
+    QVERIFY(std::is_sorted(progress.begin(), progress.end()));
+    QCOMPARE(progress.first(), 0.0);
+    QCOMPARE(progress.last(), 100.0);
+}
+
+void TestGdalRasters::outputDimensions_data()
+{
+    QTest::addColumn<QStringList>("files");
+    QTest::addColumn<QRectF>("region");  // left, top as MinX, MinY; null for none
+    QTest::addColumn<QSizeF>("cell");    // 0 x 0 for the finest native one
+    QTest::addColumn<QSize>("expected");
+    // utm.tif: 500000..501000 x 4999500..5000000 at 10 m; utm east.tif 501000..502000 at 5 m.
+    const QStringList pair{"utm.tif", "utm east.tif"};
+    QTest::newRow("native: finest of the set") << pair << QRectF() << QSizeF(0, 0) << QSize(400, 100);
+    QTest::newRow("given, negative y") << pair << QRectF() << QSizeF(20, -25) << QSize(100, 20);
+    QTest::newRow("rounded up") << pair << QRectF() << QSizeF(3, 3) << QSize(667, 167);
+    QTest::newRow("no rounding noise") << pair << QRectF() << QSizeF(0.1, 0.1) << QSize(20000, 5000);
+    QTest::newRow("region") << pair << QRectF(500500, 4999600, 1000, 500) << QSizeF(0, 0) << QSize(200, 80);
+    QTest::newRow("region apart") << pair << QRectF(0, 0, 10, 10) << QSizeF(0, 0) << QSize(0, 0);
+    // 1000 m by 500 m turned by 30 degrees: a box of 1116 m by 933 m at 10 m.
+    QTest::newRow("rotated") << QStringList{"rotated.tif"} << QRectF() << QSizeF(0, 0) << QSize(112, 94);
+    QTest::newRow("no georeferencing") << QStringList{"plain.tif"} << QRectF() << QSizeF(0, 0) << QSize(0, 0);
+}
+
+void TestGdalRasters::outputDimensions()
+{
+    QFETCH(QStringList, files);
+    QFETCH(QRectF, region);
+    QFETCH(QSizeF, cell);
+    QFETCH(QSize, expected);
+    if (!QFile::exists(path("utm east.tif")))
+        QVERIFY(fixtures::makeTile(path("utm east.tif"), {"EPSG:32633"}, 501000, 5000000, 5, 200, 100));
+    auto util = fixtures::makeUtil();
+    DatasetMetadataMap datasets;
+    for (const QString& file : files) {
+        int epsg = -1;
+        util->ReadDatasetMetadata(TSR::CString(path(file).toStdWString()), epsg, datasets[TSR::CString(path(file).toStdWString())], false);
+    }
+    std::uint32_t width = 1, height = 1;
+    util->ComputeOutputDimensions(datasets, region.left(), region.top(), region.right(), region.bottom(), cell.width(),
+                                  cell.height(), width, height, nullptr);
+    QCOMPARE(QSize(int(width), int(height)), expected);
 }
 
 void TestGdalRasters::updateCoverage_data()
 {
+    QTest::addColumn<QString>("target");
     QTest::addColumn<QStringList>("inputs");
-    QTest::addColumn<double>("expected");
-    // The update file is utm.tif: 500000..501000 x 4999500..5000000 in UTM 33N.
-    QTest::newRow("apart") << QStringList{"utm east.tif"} << 0.0;
-    QTest::newRow("half") << QStringList{"west half.tif"} << 0.5;
-    QTest::newRow("half twice counts once") << QStringList{"west half.tif", "west half.tif"} << 0.5;
-    QTest::newRow("whole") << QStringList{"utm.tif"} << 1.0;
-    QTest::newRow("in another reference") << QStringList{"wide geographic.tif"} << 1.0;
+    QTest::addColumn<QString>("expected");  // the share, or the error's text
+    QTest::newRow("apart") << "utm.tif" << QStringList{"utm east.tif"} << "0.00";
+    QTest::newRow("half, twice") << "utm.tif" << QStringList{"west half.tif", "west half.tif"} << "0.50";
+    QTest::newRow("in another reference") << "utm.tif" << QStringList{"wide geographic.tif"} << "1.00";
+    QTest::newRow("JPEG 2000 target") << "target.jp2" << QStringList{"west half.tif"} << "0.50";
+    QTest::newRow("WVC target, no plugin")
+        << "update.wvc" << QStringList{"utm.tif"}
+        << "The format of \"%1\" cannot be read on this system: no installed GDAL driver recognises it. Reading it "
+           "needs the WVC driver plugin for GDAL, installed in GDAL's plugin folder.";
 }
 
 void TestGdalRasters::updateCoverage()
 {
+    QFETCH(QString, target);
     QFETCH(QStringList, inputs);
-    QFETCH(double, expected);
-    if (!QFile::exists(path("west half.tif"))) {
-        QVERIFY(fixtures::makeTile(path("west half.tif"), 32633, 500000, 5000000, 10, 50, 50));
-        QVERIFY(fixtures::makeTile(path("wide geographic.tif"), 4326, 14, 46, 0.5, 4, 4));
+    QFETCH(QString, expected);
+    if (!QFile::exists(path("target.jp2"))) {
+        QVERIFY(fixtures::makeTile(path("west half.tif"), {"EPSG:32633"}, 500000, 5000000, 10, 50, 50));
+        QVERIFY(fixtures::makeTile(path("wide geographic.tif"), {"EPSG:4326"}, 14, 46, 0.5, 4, 4));
+        QVERIFY(fixtures::makeRaster(path("target.jp2"), 100, 50, {500000, 10, 0, 5000000, 0, -10}, {"EPSG:32633"},
+                                     "JP2OpenJPEG"));
+        writeFile(path("update.wvc"), "WVC\x01 wavelet stream");
     }
     std::vector<TSR::CString> paths;
     for (const QString& input : inputs)
         paths.push_back(TSR::CString(path(input).toStdWString()));
     double coverage = -1;
-    makeUtil()->ComputeUpdateCoverage(paths, TSR::CString(path("utm.tif").toStdWString()), coverage, nullptr);
-    QVERIFY2(qAbs(coverage - expected) < 1e-6, qPrintable(QString::number(coverage)));
-}
-
-void TestGdalRasters::progressRisesOnCallingThread()
-{
-    auto util = makeUtil();
-    DatasetMetadataMap datasets;
-    for (int i = 0; i < 5; ++i)
-        datasets[TSR::CString(("/t" + std::to_string(i)).c_str())] = record(i, 45, i + 1, 46, 4326, 0.01, -0.01);
-
-    ProgressLog dimensions;
-    std::uint32_t width = 0, height = 0;
-    util->ComputeOutputDimensions(datasets, 0, 0, 0, 0, 0, 0, width, height,
-                                  [&](const double& value) { dimensions.add(value); });
-    QVERIFY(dimensions.risesFromZeroToHundred());
-    QCOMPARE(width, 500u);
-
-    ProgressLog area;
-    double squareKilometres = 0;
-    std::int32_t unit = 0;
-    util->ComputeActiveArea(datasets, nullptr, squareKilometres, unit,
-                            [&](const double& value) { area.add(value); });
-    QVERIFY(area.risesFromZeroToHundred());
-    QVERIFY(area.values.size() > 5);
-
-    ProgressLog coverage;
-    double share = 0;
-    util->ComputeUpdateCoverage({TSR::CString(path("utm.tif").toStdWString())},
-                                TSR::CString(path("utm.tif").toStdWString()), share,
-                                [&](const ScanProgress& value) { coverage.add(value.Percent); });
-    QVERIFY(coverage.risesFromZeroToHundred());
+    try {
+        fixtures::makeUtil()->ComputeUpdateCoverage(paths, TSR::CString(path(target).toStdWString()), coverage, nullptr);
+        QCOMPARE(pad(coverage), expected);
+    } catch (const TSR::CRuntimeError& error) {
+        QCOMPARE(QString::fromUtf8(error.what()), expected.arg(path(target)));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestGdalRasters)

@@ -38,7 +38,9 @@ public:
 
     virtual void ReprojectPoints(const Ring& points, int sourceEPSG, int targetEPSG, Ring& result) = 0;
 
-    // An unknown source (0 or less) or an invalid extent gives back an invalid box of zeros.
+    // An unknown source (0 or less, or a number PROJ does not know) or an invalid extent gives
+    // back an invalid box of zeros. In geographic coordinates a box across the antimeridian keeps
+    // one continuous range: its east edge lies beyond 180.
     virtual void ReprojectExtent(const DatasetMetadata& metadata, int sourceEPSG, int targetEPSG,
                                  double& minX, double& minY, double& maxX, double& maxY) = 0;
 
@@ -65,6 +67,9 @@ public:
                                        const TSR::CString& updateFile, double& coverage,
                                        const ScanProgressCallback& progress) = 0;
 
+    // Features come in the datasets' reference (their CRS says which) when the datasets share
+    // one, whatever the layer's own; ClipFeatureToExtent and ReadFeaturePolygons work in the
+    // reference of the record they are given.
     virtual void FindIntersectingFeatures(const TSR::CString& shapefile,
                                           const DatasetScanResult& scanResult,
                                           ClipInfoList& features) = 0;

@@ -81,7 +81,8 @@ void GdalCompressionUtil::ReprojectPoints(const Ring& points, int sourceEPSG, in
                                           Ring& result)
 {
     result.clear();
-    if (sourceEPSG <= 0)
+    // A reference PROJ does not know (a mistyped override) places nothing, like an unknown one.
+    if (sourceEPSG <= 0 || !transforms->isKnown(sourceEPSG) || !transforms->isKnown(targetEPSG))
         return;
     if (sourceEPSG == targetEPSG) {
         result = points;
@@ -110,7 +111,8 @@ void GdalCompressionUtil::ReprojectExtent(const DatasetMetadata& metadata, int s
                                           double& maxY)
 {
     minX = minY = maxX = maxY = 0.0;
-    if (sourceEPSG <= 0 || !validExtent(metadata))
+    if (sourceEPSG <= 0 || !validExtent(metadata) || !transforms->isKnown(sourceEPSG)
+        || !transforms->isKnown(targetEPSG))
         return;
     if (sourceEPSG == targetEPSG) {
         minX = metadata.MinX;
@@ -169,12 +171,10 @@ void GdalCompressionUtil::ReprojectExtent(const DatasetMetadata& metadata, int s
                                             metadata.MaxY, &west, &south, &east, &north,
                                             densifyPoints))
             return;
-        // A box across the antimeridian comes back with west above east; the map has no way to
-        // draw it, so it gets the whole width rather than being lost.
-        if (west > east && geographic) {
-            west = -180.0;
-            east = 180.0;
-        }
+        // A box across the antimeridian comes back with west above east. It stays what it is, a
+        // narrow box, in one continuous range of longitudes that ends east of 180.
+        if (west > east && geographic)
+            east += 360.0;
     }
     if (!(west < east) || !(south < north))
         return;
@@ -203,7 +203,7 @@ bool GdalCompressionUtil::readHeader(const std::string& path, DatasetMetadata& m
 
     metadata.RasterWidth = dataset->GetRasterXSize();
     metadata.RasterHeight = dataset->GetRasterYSize();
-    metadata.EPSG = TransformCache::identifyEPSG(dataset->GetSpatialRef());
+    metadata.EPSG = transforms->identifyEPSG(dataset->GetSpatialRef());
 
     double transform[6];
     if (dataset->GetGeoTransform(transform) != CE_None) {
@@ -226,8 +226,10 @@ bool GdalCompressionUtil::readHeader(const std::string& path, DatasetMetadata& m
         metadata.MinY = std::min(metadata.MinY, y);
         metadata.MaxY = std::max(metadata.MaxY, y);
     }
-    metadata.CellSizeX = transform[1];
-    metadata.CellSizeY = transform[5];
+    // The ground size of a pixel is the length of a column and of a row step, which for a
+    // rotated raster is not the geotransform's diagonal term. North-up keeps its negative height.
+    metadata.CellSizeX = std::hypot(transform[1], transform[4]);
+    metadata.CellSizeY = std::copysign(std::hypot(transform[2], transform[5]), transform[5]);
     return true;
 }
 

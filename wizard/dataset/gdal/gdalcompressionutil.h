@@ -74,9 +74,19 @@ private:
     // `target` (both unknown: left where it is). Empty when nothing of it could be carried over.
     GeometryPtr footprint(const DatasetMetadata& metadata, int sourceEPSG,
                           const OGRSpatialReference* target, int targetEPSG);
+    // The extent in geographic coordinates, as what it covers on the ground: in pieces within
+    // -180..180 when it crosses the antimeridian, closed along the pole when it holds one. Empty
+    // for an unknown reference or an invalid extent.
+    GeometryPtr geographicFootprint(const DatasetMetadata& metadata, int epsg);
+    // Throws, naming what would read it, when the file is there but no driver knows its format.
+    static void requireReadableFormat(const std::string& path);
     static GeometryPtr box(double minX, double minY, double maxX, double maxY);
     static GeometryPtr unionOf(std::vector<GeometryPtr>& geometries);
 
+    // A copy of a feature's geometry in `targetEPSG`; left as it is when that is 0 or the layer
+    // has no reference.
+    GeometryPtr carriedTo(const OGRGeometry& geometry, const OGRSpatialReference* layerReference,
+                          int targetEPSG, const std::string& path);
     DatasetPtr openVector(const std::string& path);
     OGRLayer& layerOf(GDALDataset& dataset, const ExtractedFeatureClipInfo& feature,
                       const std::string& path);

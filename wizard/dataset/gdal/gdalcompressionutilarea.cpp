@@ -3,9 +3,14 @@
 #include <ogr_geometry.h>
 #include <ogr_spatialref.h>
 
+#include <cpl_vsi.h>
+#include <gdal.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <cstdio>
-#include <limits>
+#include <cctype>
+#include <cmath>
+#include <memory>
 
 #include "wizard/dataset/gdal/gdalerrorscope.h"
 #include "wizard/dataset/gdal/transformcache.h"
@@ -16,6 +21,16 @@ namespace {
 
 constexpr int geographicEPSG = 4326;
 constexpr std::int32_t squareKilometres = 1;
+// Points per edge of a dataset's box on its way to geographic coordinates: a polar tile's edges
+// become long curves there.
+constexpr int edgePoints = 64;
+// Longest step along an edge when an area is measured.
+constexpr double measureStepDegrees = 0.25;
+
+bool validExtent(const DatasetMetadata& metadata)
+{
+    return metadata.MinX < metadata.MaxX && metadata.MinY < metadata.MaxY;
+}
 
 double areaOf(const OGRGeometry* geometry)
 {
@@ -26,7 +41,154 @@ double areaOf(const OGRGeometry* geometry)
     return 0.0;
 }
 
+// The WGS 84 ellipsoid's area between the equator and a latitude, per radian of longitude: with
+// x the longitude in radians and y this function, a shape's plane area is its area on the ground
+// (the authalic cylinder), exact at the poles and for a whole band round the world.
+double authalicY(double latitude)
+{
+    constexpr double a = 6378137.0;
+    constexpr double f = 1.0 / 298.257223563;
+    const double e2 = f * (2.0 - f);
+    const double e = std::sqrt(e2);
+    const double s = std::sin(latitude * M_PI / 180.0);
+    const double q = (1.0 - e2) * (s / (1.0 - e2 * s * s) - std::log((1.0 - e * s) / (1.0 + e * s)) / (2.0 * e));
+    return a * a / 2.0 * q;
+}
+
+double ringArea(const OGRLinearRing* ring)
+{
+    double twice = 0.0;
+    const int count = ring->getNumPoints();
+    for (int i = 0; i + 1 < count; ++i) {
+        const double x0 = ring->getX(i) * M_PI / 180.0;
+        const double x1 = ring->getX(i + 1) * M_PI / 180.0;
+        twice += (x0 - x1) * (authalicY(ring->getY(i)) + authalicY(ring->getY(i + 1)));
+    }
+    return std::fabs(twice) / 2.0;
+}
+
+void shiftLongitudes(OGRGeometry& geometry, double shift)
+{
+    const OGRwkbGeometryType type = wkbFlatten(geometry.getGeometryType());
+    if (type == wkbPolygon) {
+        for (OGRLinearRing* ring : *geometry.toPolygon()) {
+            for (int i = 0; i < ring->getNumPoints(); ++i)
+                ring->setPoint(i, ring->getX(i) + shift, ring->getY(i));
+        }
+    } else if (type == wkbMultiPolygon || type == wkbGeometryCollection) {
+        for (OGRGeometry* part : *geometry.toGeometryCollection())
+            shiftLongitudes(*part, shift);
+    }
+}
+
+// Square metres on the ellipsoid of polygons in geographic coordinates.
+double groundArea(const OGRGeometry* geometry)
+{
+    if (!geometry)
+        return 0.0;
+    std::unique_ptr<OGRGeometry> measured(geometry->clone());
+    measured->segmentize(measureStepDegrees);
+    double area = 0.0;
+    const auto addPolygon = [&area](const OGRPolygon* polygon) {
+        area += ringArea(polygon->getExteriorRing());
+        for (int i = 0; i < polygon->getNumInteriorRings(); ++i)
+            area -= ringArea(polygon->getInteriorRing(i));
+    };
+    const OGRwkbGeometryType type = wkbFlatten(measured->getGeometryType());
+    if (type == wkbPolygon) {
+        addPolygon(measured->toPolygon());
+    } else if (type == wkbMultiPolygon || type == wkbGeometryCollection) {
+        for (const OGRGeometry* part : *measured->toGeometryCollection()) {
+            if (wkbFlatten(part->getGeometryType()) == wkbPolygon)
+                addPolygon(part->toPolygon());
+        }
+    }
+    return area;
+}
+
 }  // namespace
+
+GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicFootprint(const DatasetMetadata& metadata,
+                                                                          int epsg)
+{
+    if (!validExtent(metadata) || epsg <= 0 || !transforms->isKnown(epsg))
+        return GeometryPtr();
+    const double width = metadata.MaxX - metadata.MinX;
+    const double height = metadata.MaxY - metadata.MinY;
+    std::vector<double> x, y;
+    x.reserve(4 * edgePoints);
+    y.reserve(4 * edgePoints);
+    const auto edge = [&](double x0, double y0, double dx, double dy) {
+        for (int i = 0; i < edgePoints; ++i) {
+            x.push_back(x0 + dx * i / edgePoints);
+            y.push_back(y0 + dy * i / edgePoints);
+        }
+    };
+    edge(metadata.MinX, metadata.MinY, width, 0.0);
+    edge(metadata.MaxX, metadata.MinY, 0.0, height);
+    edge(metadata.MaxX, metadata.MaxY, -width, 0.0);
+    edge(metadata.MinX, metadata.MaxY, 0.0, -height);
+    std::vector<int> success(x.size(), TRUE);
+    if (epsg != geographicEPSG) {
+        GdalErrorScope errors;
+        transforms->transformation(epsg, geographicEPSG)
+            .Transform(int(x.size()), x.data(), y.data(), nullptr, nullptr, success.data());
+    }
+
+    // Longitudes made continuous along the ring, so that an edge across the antimeridian is a
+    // short step and not a jump round the world.
+    auto* ring = new OGRLinearRing();
+    GeometryPtr owner(new OGRPolygon());
+    double previous = 0.0;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        if (!success[i] || !std::isfinite(x[i]) || !std::isfinite(y[i]))
+            continue;
+        double longitude = x[i];
+        if (ring->getNumPoints() > 0)
+            longitude += 360.0 * std::round((previous - longitude) / 360.0);
+        ring->addPoint(longitude, std::clamp(y[i], -90.0, 90.0));
+        previous = longitude;
+    }
+    if (ring->getNumPoints() < 3) {
+        delete ring;
+        return GeometryPtr();
+    }
+    // A ring that goes once round a pole ends a whole turn away from its start: the pole lies
+    // inside, so the ring is closed along it.
+    const double turn = 360.0 * std::round((ring->getX(0) - previous) / 360.0);
+    if (turn != 0.0) {
+        double latitudes = 0.0;
+        for (int i = 0; i < ring->getNumPoints(); ++i)
+            latitudes += ring->getY(i);
+        const double pole = latitudes > 0.0 ? 90.0 : -90.0;
+        ring->addPoint(ring->getX(0) - turn, ring->getY(0));
+        ring->addPoint(ring->getX(0) - turn, pole);
+        ring->addPoint(ring->getX(0), pole);
+    }
+    ring->closeRings();
+    owner->toPolygon()->addRingDirectly(ring);
+    GdalErrorScope errors;
+    if (!owner->IsValid())
+        owner.reset(owner->MakeValid());
+    if (!owner)
+        return GeometryPtr();
+
+    // Cut into whole turns of longitude and bring each piece into -180..180.
+    OGREnvelope envelope;
+    owner->getEnvelope(&envelope);
+    std::vector<GeometryPtr> pieces;
+    for (double shift = 360.0 * std::floor((envelope.MinX + 180.0) / 360.0); shift - 180.0 < envelope.MaxX;
+         shift += 360.0) {
+        GeometryPtr window = box(shift - 180.0, -90.0, shift + 180.0, 90.0);
+        GeometryPtr piece(owner->Intersection(window.get()));
+        if (!piece || piece->IsEmpty())
+            continue;
+        if (shift != 0.0)
+            shiftLongitudes(*piece, -shift);
+        pieces.push_back(std::move(piece));
+    }
+    return unionOf(pieces);
+}
 
 void GdalCompressionUtil::ComputeActiveArea(const DatasetMetadataMap& datasets,
                                             const ClipInfoPtr& region, double& area,
@@ -37,51 +199,19 @@ void GdalCompressionUtil::ComputeActiveArea(const DatasetMetadataMap& datasets,
     if (progress)
         progress(0.0);
 
-    // The equal-area projection is centred on the footprints, where its shapes are truest, so
-    // the union and the clipping behave as on the ground.
-    double west = std::numeric_limits<double>::max();
-    double south = std::numeric_limits<double>::max();
-    double east = std::numeric_limits<double>::lowest();
-    double north = std::numeric_limits<double>::lowest();
-    int commonEPSG = 0;
-    for (const auto& entry : datasets) {
-        const int epsg = effectiveEPSG(entry.second);
-        double minX, minY, maxX, maxY;
-        ReprojectExtent(entry.second, epsg, geographicEPSG, minX, minY, maxX, maxY);
-        if (minX >= maxX || minY >= maxY)
-            continue;
-        if (commonEPSG == 0)
-            commonEPSG = epsg;
-        west = std::min(west, minX);
-        south = std::min(south, minY);
-        east = std::max(east, maxX);
-        north = std::max(north, maxY);
-    }
-    if (west >= east || south >= north) {
-        if (progress)
-            progress(100.0);
-        return;
-    }
-    char definition[160];
-    std::snprintf(definition, sizeof definition,
-                  "+proj=laea +lat_0=%.9f +lon_0=%.9f +x_0=0 +y_0=0 +datum=WGS84 +units=m +no_defs",
-                  (south + north) / 2.0, (west + east) / 2.0);
-    OGRSpatialReference equalArea;
-    {
-        GdalErrorScope errors;
-        if (equalArea.importFromProj4(definition) != OGRERR_NONE)
-            throw TSR::CRuntimeError("The equal-area projection for the active area could not be "
-                                     "made: " + errors.lastError());
-    }
-    equalArea.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
-
+    // Overlaps are merged in geographic coordinates and the result measured on the ellipsoid, so
+    // no projection has to suit the whole set: it may span the world, a pole or the antimeridian.
     std::vector<GeometryPtr> footprints;
     footprints.reserve(datasets.size());
+    int commonEPSG = 0;
     std::size_t done = 0;
     for (const auto& entry : datasets) {
         const int epsg = effectiveEPSG(entry.second);
-        if (epsg > 0)
-            footprints.push_back(footprint(entry.second, epsg, &equalArea, 0));
+        if (GeometryPtr shape = geographicFootprint(entry.second, epsg)) {
+            footprints.push_back(std::move(shape));
+            if (commonEPSG == 0)
+                commonEPSG = epsg;
+        }
         if (progress)
             progress(70.0 * double(++done) / double(datasets.size()));
     }
@@ -96,12 +226,36 @@ void GdalCompressionUtil::ComputeActiveArea(const DatasetMetadataMap& datasets,
         regionBox.MaxX = region->MaxX;
         regionBox.MaxY = region->MaxY;
         const int regionEPSG = region->CRS.GetEPSG() > 0 ? region->CRS.GetEPSG() : commonEPSG;
-        GeometryPtr clip = footprint(regionBox, regionEPSG, &equalArea, 0);
+        GeometryPtr clip = geographicFootprint(regionBox, regionEPSG);
+        GdalErrorScope errors;
         covered.reset(clip ? covered->Intersection(clip.get()) : nullptr);
     }
-    area = areaOf(covered.get()) / 1.0e6;
+    area = groundArea(covered.get()) / 1.0e6;
     if (progress)
         progress(100.0);
+}
+
+void GdalCompressionUtil::requireReadableFormat(const std::string& path)
+{
+    GdalErrorScope errors;
+    VSIStatBufL info;
+    const bool readableFile = VSIStatL(path.c_str(), &info) == 0 && VSI_ISREG(info.st_mode)
+        && info.st_size > 0 && ::access(path.c_str(), R_OK) == 0;
+    if (!readableFile || GDALIdentifyDriver(path.c_str(), nullptr))
+        return;
+    // The compressor writes formats that GDAL reads only through a plugin of their maker; telling
+    // that apart from a damaged file saves the user a search.
+    const std::size_t dot = path.find_last_of('.');
+    const std::string suffix = dot == std::string::npos || path.find('/', dot) != std::string::npos
+        ? std::string()
+        : path.substr(dot + 1);
+    std::string upper = suffix;
+    std::transform(upper.begin(), upper.end(), upper.begin(), [](unsigned char c) { return char(std::toupper(c)); });
+    const std::string reader = upper == "WVC"
+        ? "the WVC driver plugin for GDAL, installed in GDAL's plugin folder"
+        : "a GDAL driver for " + (upper.empty() ? std::string("its format") : "\"." + suffix + "\" files");
+    throw TSR::CRuntimeError("The format of \"" + path + "\" cannot be read on this system: no installed "
+                             "GDAL driver recognises it. Reading it needs " + reader + ".");
 }
 
 void GdalCompressionUtil::ComputeUpdateCoverage(const std::vector<TSR::CString>& inputs,
@@ -117,6 +271,7 @@ void GdalCompressionUtil::ComputeUpdateCoverage(const std::vector<TSR::CString>&
 
     DatasetMetadata target;
     const std::string targetPath = updateFile.utf8_str();
+    requireReadableFormat(targetPath);
     if (!readHeader(targetPath, target, false))
         throw TSR::CRuntimeError("\"" + targetPath + "\" has no georeferencing, so the area it "
                                  "shares with the input datasets cannot be found.");

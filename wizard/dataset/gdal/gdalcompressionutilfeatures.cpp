@@ -87,6 +87,34 @@ GdalCompressionUtil::FeaturePtr GdalCompressionUtil::featureOf(OGRLayer& layer, 
     return feature;
 }
 
+GdalCompressionUtil::GeometryPtr GdalCompressionUtil::carriedTo(const OGRGeometry& geometry,
+                                                                const OGRSpatialReference* layerReference,
+                                                                int targetEPSG, const std::string& path)
+{
+    GeometryPtr copy(geometry.clone());
+    if (targetEPSG <= 0 || !layerReference || layerReference->IsEmpty())
+        return copy;
+    const int layerEPSG = transforms->identifyEPSG(layerReference);
+    if (layerEPSG == targetEPSG)
+        return copy;
+    std::unique_ptr<OGRCoordinateTransformation, void (*)(OGRCoordinateTransformation*)> own(
+        nullptr, &OGRCoordinateTransformation::DestroyCT);
+    OGRCoordinateTransformation* transformation = nullptr;
+    GdalErrorScope errors;
+    if (layerEPSG > 0) {
+        transformation = &transforms->transformation(layerEPSG, targetEPSG);
+    } else {
+        OGRSpatialReference source(*layerReference);
+        source.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+        own.reset(OGRCreateCoordinateTransformation(&source, &transforms->spatialReference(targetEPSG)));
+        transformation = own.get();
+    }
+    if (!transformation || copy->transform(transformation) != OGRERR_NONE)
+        throw TSR::CRuntimeError("The polygons of \"" + path + "\" cannot be carried into EPSG:"
+                                 + std::to_string(targetEPSG) + ": " + errors.lastError());
+    return copy;
+}
+
 void GdalCompressionUtil::FindIntersectingFeatures(const TSR::CString& shapefile,
                                                    const DatasetScanResult& scanResult,
                                                    ClipInfoList& features)
@@ -95,7 +123,7 @@ void GdalCompressionUtil::FindIntersectingFeatures(const TSR::CString& shapefile
     const std::string path = shapefile.utf8_str();
     DatasetPtr dataset = openVector(path);
     OGRLayer* layer = dataset->GetLayer(0);
-    const int layerEPSG = TransformCache::identifyEPSG(layer->GetSpatialRef());
+    const int layerEPSG = transforms->identifyEPSG(layer->GetSpatialRef());
     // A layer whose reference has no EPSG number is still reached through its own definition.
     std::unique_ptr<OGRSpatialReference> layerReference;
     if (layerEPSG <= 0 && layer->GetSpatialRef()) {
@@ -108,6 +136,22 @@ void GdalCompressionUtil::FindIntersectingFeatures(const TSR::CString& shapefile
         GeometryPtr shape;
         OGREnvelope envelope;
     };
+    // Features are reported in the datasets' reference, so that their boxes, the clipping and the
+    // drawing on the map all work in the one reference the wizard knows.
+    int reported = 0;
+    bool mixed = false;
+    for (const auto& entry : scanResult.Datasets) {
+        const int epsg = effectiveEPSG(entry.second);
+        if (epsg > 0 && reported > 0 && epsg != reported)
+            mixed = true;
+        else if (epsg > 0)
+            reported = epsg;
+    }
+    if (mixed || reported <= 0)
+        reported = scanResult.CRS.GetEPSG();
+    if (reported <= 0 || !transforms->isKnown(reported) || !layer->GetSpatialRef())
+        reported = layerEPSG;
+
     std::vector<Footprint> footprints;
     OGREnvelope all;
     for (const auto& entry : scanResult.Datasets) {
@@ -145,10 +189,11 @@ void GdalCompressionUtil::FindIntersectingFeatures(const TSR::CString& shapefile
         if (meeting.empty())
             continue;
 
+        carriedTo(*geometry, layer->GetSpatialRef(), reported, path)->getEnvelope(&envelope);
         auto info = std::make_shared<ExtractedFeatureClipInfo>();
         info->LayerName = layer->GetName();
         info->FeatureId = static_cast<std::int32_t>(feature->GetFID());
-        info->CRS = CCRSIdentifier(layerEPSG);
+        info->CRS = CCRSIdentifier(reported);
         info->MinX = envelope.MinX;
         info->MinY = envelope.MinY;
         info->MaxX = envelope.MaxX;
@@ -231,10 +276,14 @@ bool GdalCompressionUtil::ClipFeatureToExtent(const TSR::CString& shapefile,
 {
     const std::string path = shapefile.utf8_str();
     DatasetPtr dataset = openVector(path);
-    FeaturePtr found = featureOf(layerOf(*dataset, feature, path), featureId, path);
-    const OGRGeometry* geometry = found->GetGeometryRef();
-    if (!isArea(geometry) || minX >= maxX || minY >= maxY)
+    OGRLayer& layer = layerOf(*dataset, feature, path);
+    FeaturePtr found = featureOf(layer, featureId, path);
+    if (!isArea(found->GetGeometryRef()) || minX >= maxX || minY >= maxY)
         return false;
+    // The extent is in the reference the feature was reported in.
+    const GeometryPtr carried = carriedTo(*found->GetGeometryRef(), layer.GetSpatialRef(),
+                                          feature.CRS.GetEPSG(), path);
+    const OGRGeometry* geometry = carried.get();
     GeometryPtr extent = box(minX, minY, maxX, maxY);
     GdalErrorScope errors;
     if (!geometry->Intersects(extent.get()))
@@ -261,13 +310,15 @@ void GdalCompressionUtil::ReadFeaturePolygons(const TSR::CString& shapefile,
     polygons.clear();
     const std::string path = shapefile.utf8_str();
     DatasetPtr dataset = openVector(path);
-    FeaturePtr found = featureOf(layerOf(*dataset, feature, path), featureId, path);
-    const OGRGeometry* geometry = found->GetGeometryRef();
-    if (!isArea(geometry))
+    OGRLayer& layer = layerOf(*dataset, feature, path);
+    FeaturePtr found = featureOf(layer, featureId, path);
+    if (!isArea(found->GetGeometryRef()))
         return;
+    GeometryPtr geometry = carriedTo(*found->GetGeometryRef(), layer.GetSpatialRef(),
+                                     feature.CRS.GetEPSG(), path);
     GdalErrorScope errors;
     // Curved rings become straight segments, and every part becomes one polygon.
-    GeometryPtr parts(OGRGeometryFactory::forceToMultiPolygon(geometry->clone()));
+    GeometryPtr parts(OGRGeometryFactory::forceToMultiPolygon(geometry.release()));
     if (!parts || wkbFlatten(parts->getGeometryType()) != wkbMultiPolygon)
         return;
     for (const OGRPolygon* part : *parts->toMultiPolygon()) {

@@ -14,14 +14,62 @@ namespace TSR::ImageCompressor::API {
 
 namespace {
 
-// FindMatches gives 100 and 90 for an equivalent definition with the same or a similar name, 70
-// for an equivalent one under another name, 50 for one that differs only in axis order (which
-// the traditional GIS order makes irrelevant here), 25 for a likeness of names alone.
+// FindMatches ranks by likeness of name as much as of definition: a UTM zone in feet comes back
+// as the metre zone with confidence 50. Below that only names are alike.
 constexpr int minimumMatchConfidence = 50;
 
 bool isEpsg(const char* authority)
 {
     return authority && EQUAL(authority, "EPSG");
+}
+
+// Equal in datum, projection, parameters and units; the order of the axes does not count, since
+// every coordinate is handled in easting-northing order here.
+bool equivalent(const OGRSpatialReference& a, const OGRSpatialReference& b)
+{
+    const char* const options[] = {"IGNORE_DATA_AXIS_TO_SRS_AXIS_MAPPING=YES",
+                                   "CRITERION=EQUIVALENT_EXCEPT_AXIS_ORDER_GEOGCRS", nullptr};
+    if (a.IsSame(&b, options))
+        return true;
+    if (!a.IsProjected() || !b.IsProjected())
+        return false;
+    OGRSpatialReference eastNorthA(a);
+    OGRSpatialReference eastNorthB(b);
+    for (OGRSpatialReference* reference : {&eastNorthA, &eastNorthB})
+        reference->SetAxes("PROJCS", "Easting", OAO_East, "Northing", OAO_North);
+    return eastNorthA.IsSame(&eastNorthB, options);
+}
+
+int codeOf(const OGRSpatialReference& reference)
+{
+    const char* code = reference.GetAuthorityCode(nullptr);
+    return code ? std::atoi(code) : 0;
+}
+
+// The one EPSG reference equivalent to the given one; 0 for none, and for two equally likely ones
+// rather than place the dataset by a guess.
+int searchRegistry(const OGRSpatialReference& reference)
+{
+    int count = 0;
+    int* confidences = nullptr;
+    OGRSpatialReferenceH* matches = reference.FindMatches(nullptr, &count, &confidences);
+    int epsg = 0;
+    int bestConfidence = 0;
+    for (int i = 0; i < count && confidences[i] >= minimumMatchConfidence; ++i) {
+        const auto& match = *OGRSpatialReference::FromHandle(matches[i]);
+        if (!isEpsg(match.GetAuthorityName(nullptr)) || !equivalent(reference, match))
+            continue;
+        if (epsg != 0) {
+            if (confidences[i] == bestConfidence)
+                epsg = 0;
+            break;
+        }
+        epsg = codeOf(match);
+        bestConfidence = confidences[i];
+    }
+    OSRFreeSRSArray(matches);
+    CPLFree(confidences);
+    return epsg;
 }
 
 }  // namespace
@@ -66,37 +114,41 @@ OGRCoordinateTransformation& TransformCache::transformation(int sourceEPSG, int 
     return *transformations.emplace(key, made).first->second;
 }
 
+bool TransformCache::isKnown(int epsg)
+{
+    try {
+        spatialReference(epsg);
+        return true;
+    } catch (const TSR::CRuntimeError&) {
+        return false;
+    }
+}
+
 int TransformCache::identifyEPSG(const OGRSpatialReference* reference)
 {
     if (!reference || reference->IsEmpty())
         return 0;
-    if (isEpsg(reference->GetAuthorityName(nullptr))) {
-        const char* code = reference->GetAuthorityCode(nullptr);
-        return code ? std::atoi(code) : 0;
-    }
+    const bool compound = reference->IsCompound();
+    if (!compound && isEpsg(reference->GetAuthorityName(nullptr)))
+        return codeOf(*reference);
     GdalErrorScope errors;
-    int count = 0;
-    int* confidences = nullptr;
-    OGRSpatialReferenceH* matches = reference->FindMatches(nullptr, &count, &confidences);
+    char* text = nullptr;
+    reference->exportToWkt(&text);
+    std::string definition = text ? text : "";
+    CPLFree(text);
+    const auto known = identified.find(definition);
+    if (known != identified.end())
+        return known->second;
     int epsg = 0;
-    // Matches come best first. Two equally good candidates leave the reference unknown rather
-    // than place the dataset by a guess.
-    int bestConfidence = 0;
-    for (int i = 0; i < count && confidences[i] >= minimumMatchConfidence; ++i) {
-        const auto* match = OGRSpatialReference::FromHandle(matches[i]);
-        if (!isEpsg(match->GetAuthorityName(nullptr)))
-            continue;
-        if (epsg != 0) {
-            if (confidences[i] == bestConfidence)
-                epsg = 0;
-            break;
-        }
-        const char* code = match->GetAuthorityCode(nullptr);
-        epsg = code ? std::atoi(code) : 0;
-        bestConfidence = confidences[i];
+    if (compound) {
+        // Heights do not move a dataset on the map nor keep it out of a mosaic of plain tiles.
+        OGRSpatialReference horizontal(*reference);
+        if (horizontal.StripVertical() == OGRERR_NONE && !horizontal.IsCompound())
+            epsg = identifyEPSG(&horizontal);
+    } else {
+        epsg = searchRegistry(*reference);
     }
-    OSRFreeSRSArray(matches);
-    CPLFree(confidences);
+    identified.emplace(std::move(definition), epsg);
     return epsg;
 }
 

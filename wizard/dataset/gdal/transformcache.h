@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <string>
 #include <utility>
 
 class OGRCoordinateTransformation;
@@ -24,10 +25,14 @@ public:
     // Throw TSR::CRuntimeError for a number that names no known reference.
     const OGRSpatialReference& spatialReference(int epsg);
     OGRCoordinateTransformation& transformation(int sourceEPSG, int targetEPSG);
+    // Whether PROJ knows the number; never throws.
+    bool isKnown(int epsg);
 
-    // The EPSG number of a reference: its authority code, or when it carries none the best match
-    // found among the EPSG references, if the match is certain enough. 0 when unknown.
-    static int identifyEPSG(const OGRSpatialReference* reference);
+    // The EPSG number of a reference: its authority code, or when it carries none an EPSG
+    // reference equivalent to it apart from axis order. A compound reference is known by its
+    // horizontal part. 0 when unknown. Searching the registry costs milliseconds, so the answer is
+    // kept for each distinct definition.
+    int identifyEPSG(const OGRSpatialReference* reference);
 
 private:
     struct TransformDeleter {
@@ -36,6 +41,7 @@ private:
     std::map<int, std::unique_ptr<OGRSpatialReference>> references;
     std::map<std::pair<int, int>, std::unique_ptr<OGRCoordinateTransformation, TransformDeleter>>
         transformations;
+    std::map<std::string, int> identified;
 };
 
 }  // namespace TSR::ImageCompressor::API
