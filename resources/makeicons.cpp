@@ -721,6 +721,15 @@ int main(int argc, char *argv[])
             ok = false;
         }
     }
+    // The desktop's menu and launcher take the application mark at the standard theme sizes.
+    for (const int size : {16, 22, 24, 32, 48, 64, 128, 256}) {
+        const QString themeDir = QStringLiteral("hicolor/%1x%1/apps").arg(size);
+        const ImageJob mark{QStringLiteral("kartopress.png"), QSize(size, size), 64, drawAppMark};
+        if (!QDir().mkpath(outDir.filePath(themeDir)) || !renderImage(mark, outDir.filePath(themeDir + QStringLiteral("/kartopress.png")))) {
+            std::fprintf(stderr, "%s\n", qPrintable(themeDir));
+            ok = false;
+        }
+    }
     const QString resourceName = QStringLiteral("kartopress.qrc");
     if (!writeResourceFile(jobs, outDir.filePath(resourceName))) {
         std::fprintf(stderr, "%s\n", qPrintable(resourceName));
