@@ -3,6 +3,8 @@
 #include <QLayout>
 #include <QListWidget>
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 #include "map/geoview/qgvcameraactions.h"
 #include "map/geoview/qgvmap.h"
@@ -38,23 +40,65 @@ QString epsgText()
     return GeoMapView::tr("Not supported without a proper recognised EPSG Code.");
 }
 
+// A box may run east of 180 when it crosses the antimeridian. Of the ways to join two boxes, a
+// turn of the world apart or not, the narrowest is taken, so that tiles on both sides of 180 make
+// a narrow extent and not a band round the world.
 QGV::GeoRect unite(const QGV::GeoRect& a, const QGV::GeoRect& b)
 {
     if (a.isEmpty())
         return b;
     if (b.isEmpty())
         return a;
-    return QGV::GeoRect(std::max(a.latTop(), b.latTop()), std::min(a.lonLeft(), b.lonLeft()),
-                        std::min(a.latBottom(), b.latBottom()), std::max(a.lonRight(), b.lonRight()));
+    double left = 0.0;
+    double right = 0.0;
+    double narrowest = std::numeric_limits<double>::max();
+    for (const double shift : {0.0, 360.0, -360.0}) {
+        const double west = std::min(a.lonLeft(), b.lonLeft() + shift);
+        const double east = std::max(a.lonRight(), b.lonRight() + shift);
+        if (east - west < narrowest - 1e-9) {
+            narrowest = east - west;
+            left = west;
+            right = east;
+        }
+    }
+    if (left < -GeoMapView::longitudeLimit) {
+        left += 360.0;
+        right += 360.0;
+    } else if (left >= GeoMapView::longitudeLimit) {
+        left -= 360.0;
+        right -= 360.0;
+    }
+    return QGV::GeoRect(std::max(a.latTop(), b.latTop()), left, std::min(a.latBottom(), b.latBottom()), right);
+}
+
+// Longitudes of a box or a ring that crosses the antimeridian stay beyond 180 rather than be
+// flattened against it; others are held within the limit.
+bool crossesAntimeridian(double west, double east)
+{
+    return east > GeoMapView::longitudeLimit && west < GeoMapView::longitudeLimit
+        && east - west <= 360.0;
 }
 
 QVector<QGV::GeoPos> toGeoRing(const API::Ring& ring)
 {
+    std::vector<double> longitudes;
+    longitudes.reserve(ring.size());
+    for (const API::PointXY& point : ring) {
+        double longitude = point.X;
+        if (!longitudes.empty())
+            longitude += 360.0 * std::round((longitudes.back() - longitude) / 360.0);
+        longitudes.push_back(longitude);
+    }
+    const auto [west, east] = std::minmax_element(longitudes.begin(), longitudes.end());
+    const bool keep = !longitudes.empty() && crossesAntimeridian(*west, *east);
     QVector<QGV::GeoPos> points;
     points.reserve(int(ring.size()));
-    for (const API::PointXY& point : ring) {
-        points.append(QGV::GeoPos(std::clamp(point.Y, -GeoMapView::polygonLatitudeLimit, GeoMapView::polygonLatitudeLimit),
-                                  std::clamp(point.X, -GeoMapView::longitudeLimit, GeoMapView::longitudeLimit)));
+    for (std::size_t i = 0; i < ring.size(); ++i) {
+        const double longitude = keep ? longitudes[i] : std::clamp(ring[i].X, -GeoMapView::longitudeLimit,
+                                                                   GeoMapView::longitudeLimit);
+        points.append(QGV::GeoPos(std::clamp(ring[i].Y, -GeoMapView::polygonLatitudeLimit,
+                                             GeoMapView::polygonLatitudeLimit),
+                                  longitude));
     }
     return points;
 }
@@ -135,6 +179,16 @@ void GeoMapView::addUnplacedDataset(bool batchMessage, QListWidget* list)
 
 bool GeoMapView::addAllDatasets(bool nonBatch, QListWidget* list, API::DatasetScanResult& scanResult)
 {
+    try {
+        return placeDatasets(nonBatch, list, scanResult);
+    } catch (const TSR::CRuntimeError& error) {
+        qWarning("Map preview: %s", error.what());
+        return false;
+    }
+}
+
+bool GeoMapView::placeDatasets(bool nonBatch, QListWidget* list, API::DatasetScanResult& scanResult)
+{
     const std::shared_ptr<API::ICompressionUtil> util = compressionUtil();
     for (int row = 0; row < list->count(); ++row) {
         const TSR::CString path(list->item(row)->text().toStdWString());
@@ -170,6 +224,7 @@ void GeoMapView::refreshDatasets(bool keepFit, bool nonBatch, int epsg, QListWid
     } else if (!first->isExtent()) {
         clearItems();
         hasExtentItem = false;
+        polygonCount = 0;
         if (!addAllDatasets(nonBatch, list, scanResult))
             showMessage(epsgText(), list);
     } else if (epsg > 0) {
@@ -226,6 +281,8 @@ void GeoMapView::clearMessage()
 void GeoMapView::showMessage(const QString& text, QListWidget* list)
 {
     itemOffset = 0;
+    polygonCount = 0;
+    hasExtentItem = false;
     clearItems();
     // Placeholders keep row r at item r, so that selection still finds its item.
     for (int row = 0; row < list->count(); ++row)
@@ -269,44 +326,75 @@ void GeoMapView::removeExtentItem(bool updateMode)
     }
 }
 
-void GeoMapView::showPolygons(const QString& shapefile, const API::ClipInfoList& selectedFeatures,
+bool GeoMapView::showPolygons(const QString& shapefile, const API::ClipInfoList& selectedFeatures,
                               bool nonBatch, int epsg, QListWidget* list, API::DatasetScanResult& scanResult)
 {
     restartWithProjectExtent(nonBatch);
     polygonCount = 0;
-    const std::shared_ptr<API::ICompressionUtil> util = compressionUtil();
-    const TSR::CString path(shapefile.toStdWString());
-    for (const API::ClipInfoPtr& feature : selectedFeatures) {
-        if (feature)
-            polygonCount += addPolygonItems(*util, path, *feature, epsg);
+    try {
+        const std::shared_ptr<API::ICompressionUtil> util = compressionUtil();
+        const TSR::CString path(shapefile.toStdWString());
+        for (const API::ClipInfoPtr& feature : selectedFeatures) {
+            if (feature)
+                polygonCount += addPolygonItems(*util, path, *feature, epsg);
+        }
+    } catch (const TSR::CRuntimeError& error) {
+        // Without all of its polygons the selection is not shown at all; the datasets are.
+        qWarning("Map preview: %s", error.what());
+        clearPolygons(nonBatch, list, scanResult);
+        return false;
     }
-    addAllDatasets(nonBatch, list, scanResult);
+    return placeDatasetsAfterFront(nonBatch, list, scanResult);
 }
 
-void GeoMapView::clearPolygons(bool nonBatch, QListWidget* list, API::DatasetScanResult& scanResult)
+bool GeoMapView::clearPolygons(bool nonBatch, QListWidget* list, API::DatasetScanResult& scanResult)
 {
     restartWithProjectExtent(nonBatch);
     polygonCount = 0;
-    addAllDatasets(nonBatch, list, scanResult);
+    return placeDatasetsAfterFront(nonBatch, list, scanResult);
 }
 
-void GeoMapView::showUpdateFile(const QString& path, bool nonBatch, QListWidget* list,
+bool GeoMapView::showUpdateFile(const QString& path, bool nonBatch, QListWidget* list,
                                 API::DatasetScanResult& scanResult)
 {
     restartWithProjectExtent(nonBatch);
-    const std::shared_ptr<API::ICompressionUtil> util = compressionUtil();
-    int epsg = -1;
-    API::DatasetMetadata metadata;
     double minX = 0, minY = 0, maxX = 0, maxY = 0;
-    if (util->ReadDatasetMetadata(TSR::CString(path.toStdWString()), epsg, metadata, nonBatch)) {
-        util->ReprojectExtent(metadata, epsg, geographicEPSG, minX, minY, maxX, maxY);
-        updateExtent = clampedExtent(minX, minY, maxX, maxY);
-    } else {
-        updateExtent = QGV::GeoRect(0, 0, 0, 0);
+    try {
+        const std::shared_ptr<API::ICompressionUtil> util = compressionUtil();
+        int epsg = -1;
+        API::DatasetMetadata metadata;
+        if (util->ReadDatasetMetadata(TSR::CString(path.toStdWString()), epsg, metadata, nonBatch))
+            util->ReprojectExtent(metadata, epsg, geographicEPSG, minX, minY, maxX, maxY);
+    } catch (const TSR::CRuntimeError& error) {
+        // A file this system cannot read is a failed read: the rest of the map is still built.
+        qWarning("Map preview: %s", error.what());
+        minX = minY = maxX = maxY = 0;
     }
+    const bool placed = maxX > minX && maxY > minY;
+    updateExtent = placed ? clampedExtent(minX, minY, maxX, maxY) : QGV::GeoRect(0, 0, 0, 0);
     addExtentRectangle(updateExtent);
-    addAllDatasets(nonBatch, list, scanResult);
-    scaleTo(updateExtent);
+    const bool complete = placeDatasetsAfterFront(nonBatch, list, scanResult);
+    if (placed)
+        scaleTo(updateExtent);
+    return complete;
+}
+
+bool GeoMapView::placeDatasetsAfterFront(bool nonBatch, QListWidget* list, API::DatasetScanResult& scanResult)
+{
+    const int front = map->countItems();
+    if (addAllDatasets(nonBatch, list, scanResult))
+        return true;
+    // Rows keep their items at the offset the wizard expects: the front stays, every row gets an
+    // empty rectangle, and the message says why nothing is placed.
+    while (map->countItems() > front) {
+        QGVItem* item = map->getItem(map->countItems() - 1);
+        map->removeItem(item);
+        delete item;
+    }
+    for (int row = 0; row < list->count(); ++row)
+        addDatasetRectangle(list, QGV::GeoRect(), row);
+    placeMessage(epsgText());
+    return false;
 }
 
 void GeoMapView::setExtentRectangle(const QGV::GeoRect& rect)
@@ -329,9 +417,11 @@ void GeoMapView::zoomToUpdateExtent()
 QGV::GeoRect GeoMapView::clampedExtent(double minX, double minY, double maxX, double maxY)
 {
     const auto lat = [](double value) { return std::clamp(value, -extentLatitudeLimit, extentLatitudeLimit); };
-    const auto lon = [](double value) { return std::clamp(value, -longitudeLimit, longitudeLimit); };
-    return QGV::GeoRect(lat(std::min(minY, maxY)), lon(std::min(minX, maxX)), lat(std::max(minY, maxY)),
-                        lon(std::max(minX, maxX)));
+    const double west = std::min(minX, maxX);
+    const double east = std::max(minX, maxX);
+    const bool keep = crossesAntimeridian(west, east);
+    const auto lon = [keep](double value) { return keep ? value : std::clamp(value, -longitudeLimit, longitudeLimit); };
+    return QGV::GeoRect(lat(std::min(minY, maxY)), lon(west), lat(std::max(minY, maxY)), lon(east));
 }
 
 std::shared_ptr<API::ICompressionUtil> GeoMapView::compressionUtil() const
@@ -367,6 +457,9 @@ int GeoMapView::addPolygonItems(API::ICompressionUtil& util, const TSR::CString&
                                       Qt::SolidLine, 1};
     std::vector<API::FeaturePolygon> polygons;
     util.ReadFeaturePolygons(shapefile, feature, feature.FeatureId, polygons);
+    // The library gives the polygons in the reference it reported the feature in.
+    if (feature.CRS.GetEPSG() > 0)
+        epsg = feature.CRS.GetEPSG();
     int added = 0;
     for (const API::FeaturePolygon& polygon : polygons) {
         API::Ring outer;

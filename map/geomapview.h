@@ -20,7 +20,8 @@ class GeoViewRectangle;
 
 // The wizard's map preview. Rows of the input list are tied to map items by position: the item of
 // row r is item itemOffset + r, behind the extent rectangles and polygons, so every rebuild adds
-// items in the same order. Errors of the dataset library pass through to the caller.
+// items in the same order. Errors of the dataset library end here: a rebuild that meets one
+// still gives every row its item, with a message instead of the rectangles.
 class GeoMapView
 {
     Q_DECLARE_TR_FUNCTIONS(Tessara::GeoMap::GeoMapView)
@@ -54,18 +55,22 @@ public:
     int selectDatasetRows(QListWidget* list, int offset);
     void removeDatasetRow(int row);
     void removeExtentItem(bool updateMode);
-    void showPolygons(const QString& shapefile,
+    // These three rebuild the map and return whether everything was placed. On false the items in
+    // front (extents, polygons) keep their places, so itemOffset still finds each row's item, and
+    // every row has an empty rectangle; showPolygons then shows no polygons at all.
+    bool showPolygons(const QString& shapefile,
                       const TSR::ImageCompressor::API::ClipInfoList& selectedFeatures, bool nonBatch,
                       int epsg, QListWidget* list, TSR::ImageCompressor::API::DatasetScanResult& scanResult);
-    void clearPolygons(bool nonBatch, QListWidget* list,
+    bool clearPolygons(bool nonBatch, QListWidget* list,
                        TSR::ImageCompressor::API::DatasetScanResult& scanResult);
-    void showUpdateFile(const QString& path, bool nonBatch, QListWidget* list,
+    bool showUpdateFile(const QString& path, bool nonBatch, QListWidget* list,
                         TSR::ImageCompressor::API::DatasetScanResult& scanResult);
     void setExtentRectangle(const QGV::GeoRect& rect);
     void zoomToProjectExtent();
     void zoomToUpdateExtent();
 
-    // A box of the dataset library, in degrees, held within the limits for extents.
+    // A box of the dataset library, in degrees, held within the limits for extents. A box that
+    // crosses the antimeridian keeps its longitudes east of 180.
     static QGV::GeoRect clampedExtent(double minX, double minY, double maxX, double maxY);
 
     int itemOffset;
@@ -78,6 +83,10 @@ public:
 
 private:
     std::shared_ptr<TSR::ImageCompressor::API::ICompressionUtil> compressionUtil() const;
+    bool placeDatasets(bool nonBatch, QListWidget* list,
+                       TSR::ImageCompressor::API::DatasetScanResult& scanResult);
+    bool placeDatasetsAfterFront(bool nonBatch, QListWidget* list,
+                                 TSR::ImageCompressor::API::DatasetScanResult& scanResult);
     GeoViewRectangle* extentItem() const;
     void addExtentRectangle(const QGV::GeoRect& rect);
     void restartWithProjectExtent(bool nonBatch);

@@ -1,49 +1,35 @@
-#include <QListWidget>
 #include <QTemporaryDir>
 #include <QtTest>
-#include <gdal_priv.h>
-#include <ogr_spatialref.h>
 
 #include "map/geomapview.h"
-#include "map/geoview/qgvmap.h"
-#include "map/geoviewrectangle.h"
+#include "map/geoview/qgvprojection.h"
+#include "map/geoview/qgvwidgettext.h"
+#include "tests/dataset/fixtures.h"
+#include "tests/map/mapitems.h"
+#include "tests/support/testfiles.h"
 
 using Tessara::GeoMap::GeoMapView;
-using Tessara::GeoMap::GeoViewRectangle;
 namespace API = TSR::ImageCompressor::API;
 
-namespace {
-
-// A small north-up GeoTIFF covering the box, in the given reference.
-bool writeGeoTiff(const QString& path, int epsg, double minX, double minY, double maxX, double maxY)
-{
-    GDALAllRegister();
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
-    if (!driver)
-        return false;
-    constexpr int size = 16;
-    GDALDataset* dataset = driver->Create(path.toUtf8().constData(), size, size, 1, GDT_Byte, nullptr);
-    if (!dataset)
-        return false;
-    double transform[6] = {minX, (maxX - minX) / size, 0, maxY, 0, -(maxY - minY) / size};
-    dataset->SetGeoTransform(transform);
-    OGRSpatialReference reference;
-    reference.importFromEPSG(epsg);
-    dataset->SetSpatialRef(&reference);
-    GDALClose(dataset);
-    return true;
-}
-
-}  // namespace
-
-// Places datasets of two references on the map through the real dataset library.
+// The map on files made by GDAL: the list and the items are checked against each other after
+// every step, failures included.
 class TestGeoMapGdal : public QObject
 {
     Q_OBJECT
 
 private slots:
     void cleanupTestCase();
-    void placesDatasetsOfTwoReferences();
+    void placesRealData();
+
+private:
+    void add(const QString& file);
+    void check(const QStringList& expected, const QString& message, int offset);
+
+    QTemporaryDir directory;
+    QListWidget list;
+    API::DatasetScanResult scan;
+    QGVMap* map = nullptr;
+    GeoMapView* view = nullptr;
 };
 
 void TestGeoMapGdal::cleanupTestCase()
@@ -51,55 +37,81 @@ void TestGeoMapGdal::cleanupTestCase()
     API::CompressionUtilFactory::Shutdown();
 }
 
-void TestGeoMapGdal::placesDatasetsOfTwoReferences()
+void TestGeoMapGdal::add(const QString& file)
 {
-    QTemporaryDir dir;
-    const QString geographic = dir.filePath(QStringLiteral("geographic.tif"));
-    const QString utm = dir.filePath(QStringLiteral("utm 33n.tif"));
-    QVERIFY(writeGeoTiff(geographic, 4326, 10, 45, 12, 47));
-    // UTM zone 33 north, 20 km square starting on its central meridian, 15 degrees east.
-    QVERIFY(writeGeoTiff(utm, 32633, 500000, 4980000, 520000, 5000000));
+    const QString path = directory.filePath(file);
+    int epsg = -1;
+    fixtures::makeUtil()->ReadDatasetMetadata(TSR::CString(path.toStdWString()), epsg,
+                                              scan.Datasets[TSR::CString(path.toUtf8().constData())], true);
+    list.addItem(path);
+}
 
-    QListWidget list;
-    API::DatasetScanResult scan;
-    {
-        auto factory = std::make_shared<API::CompressionUtilFactory>();
-        std::shared_ptr<API::ICompressionUtil> util;
-        factory->GetCompressionUtil(util);
-        for (const QString& path : {geographic, utm}) {
-            API::DatasetMetadata metadata;
-            int epsg = -1;
-            QVERIFY(util->ReadDatasetMetadata(TSR::CString(path.toStdWString()), epsg, metadata, true));
-            list.addItem(path);
-            scan.Datasets[TSR::CString(path.toUtf8().constData())] = metadata;
-        }
-    }
-    QCOMPARE(scan.Datasets.size(), size_t(2));
+void TestGeoMapGdal::check(const QStringList& expected, const QString& message, int offset)
+{
+    QCOMPARE(describeItems(map, &list), expected);
+    QCOMPARE(view->messageWidget ? view->messageWidget->getText() : QString(), message);
+    view->itemOffset = offset;  // as the wizard sets it
+    for (int row = 0; row < list.count(); ++row)
+        QCOMPARE(qobject_cast<Tessara::GeoMap::GeoViewRectangle*>(map->getItem(offset + row))->boundItem(), list.item(row));
+}
 
-    QGVMap map;
-    map.resize(300, 200);
-    GeoMapView view(&map);
-    view.setupMap();
-    QVERIFY(view.addAllDatasets(true, &list, scan));
-    QCOMPARE(map.countItems(), 3);
+void TestGeoMapGdal::placesRealData()
+{
+    QVERIFY(directory.isValid());
+    const auto file = [this](const char* name) { return directory.filePath(QString::fromUtf8(name)); };
+    // Two 20 km UTM 33N tiles, one with heights; a tile in feet; a shapefile in EPSG 4326 with a
+    // square on the first tile; a WVC file this system has no driver for; a tile across 180.
+    QVERIFY(fixtures::makeTile(file("utm.tif"), {"EPSG:32633"}, 500000, 5000000, 200, 100, 100));
+    QVERIFY(fixtures::makeTile(file("utm height.tif"), {"EPSG:32633+5773"}, 520000, 5000000, 200, 100, 100));
+    QVERIFY(fixtures::makeTile(file("utm feet.tif"), {"EPSG:32633", "US survey foot", 0.304800609601219}, 1640000,
+                               16400000, 600, 100, 100));
+    QVERIFY(fixtures::makeShapefile(file("clip.shp"), 4326, 32633, {},
+                                    {{"POLYGON((505000 4985000,515000 4985000,515000 4995000,505000 4995000,505000 4985000))", {}}}));
+    writeFile(file("old.wvc"), "WVC\x01 wavelet stream");
+    QVERIFY(fixtures::makeTile(file("pacific.tif"), {"EPSG:32660"}, 500000, 5700000, 1000, 300, 200));
+    QGVMap widget;
+    widget.resize(400, 300);
+    map = &widget;
+    GeoMapView mapView(map);
+    view = &mapView;
+    view->setupMap();
 
-    auto* first = qobject_cast<GeoViewRectangle*>(map.getItem(1));
-    auto* second = qobject_cast<GeoViewRectangle*>(map.getItem(2));
-    QVERIFY(first && second);
-    QCOMPARE(first->getRect(), QGV::GeoRect(47, 10, 45, 12));
-    // 20 km east of the central meridian is about 0.254 degrees at 45 north; 4980 km to 5000 km
-    // north is about 44.97 to 45.15 degrees.
-    const QGV::GeoRect placed = second->getRect();
-    QVERIFY2(qAbs(placed.lonLeft() - 15.0) < 1e-6, qPrintable(QString::number(placed.lonLeft(), 'f', 6)));
-    QVERIFY(qAbs(placed.lonRight() - 15.254) < 0.01);
-    QVERIFY(qAbs(placed.latBottom() - 44.969) < 0.01);
-    QVERIFY(qAbs(placed.latTop() - 45.149) < 0.01);
+    add("utm.tif");
+    add("utm height.tif");
+    QVERIFY(view->addAllDatasets(true, &list, scan));
+    const QString tiles = "E 45.15 15.00 44.97 15.51";
+    const QStringList datasets{"D0 45.15 15.00 44.97 15.25", "D1 45.15 15.25 44.97 15.51"};
+    check(QStringList{tiles} + datasets, "", 1);
 
-    const QGV::GeoRect extent = qobject_cast<GeoViewRectangle*>(map.getItem(0))->getRect();
-    QCOMPARE(extent.lonLeft(), 10.0);
-    QCOMPARE(extent.latTop(), 47.0);
-    QCOMPARE(extent.lonRight(), placed.lonRight());
-    QCOMPARE(extent.latBottom(), placed.latBottom());
+    // Polygons of a layer in another reference are found, and drawn where they lie.
+    API::ClipInfoList features;
+    fixtures::makeUtil()->FindIntersectingFeatures(TSR::CString(file("clip.shp").toStdWString()), scan, features);
+    QCOMPARE(int(features.size()), 1);
+    QVERIFY(view->showPolygons(file("clip.shp"), features, true, 32633, &list, scan));
+    check(QStringList{tiles, "P0 45.02 15.06 45.11 15.19"} + datasets, "", 2);
+
+    // No driver reads the update file: a failed read, and the rest is built.
+    QVERIFY(view->showUpdateFile(file("old.wvc"), true, &list, scan));
+    check(QStringList{tiles, "E 0.00 0.00 0.00 0.00"} + datasets, "", 2);
+
+    // An override PROJ does not know places nothing, and every row keeps its item.
+    scan.Datasets.begin()->second.EPSGOverride = TSR::CString("EPSG:32699");
+    QVERIFY(!view->clearPolygons(true, &list, scan));
+    check(QStringList{tiles, "D0 empty", "D1 empty"}, "Not supported without a proper recognised EPSG Code.", 1);
+
+    // A tile in feet has no code, so it stops the mosaic; alone across 180 a tile is drawn narrow.
+    add("utm feet.tif");
+    QVERIFY(!view->addAllDatasets(true, &list, scan));
+    list.clear();
+    scan.Datasets.clear();
+    view->clearItems();
+    view->hasExtentItem = false;
+    add("pacific.tif");
+    QVERIFY(view->addAllDatasets(true, &list, scan));
+    check({"E 51.45 177.00 49.58 181.31", "D0 51.45 177.00 49.58 181.31"}, "Not supported without a proper recognised EPSG Code.", 1);
+    const QRectF shown = map->getCamera().projRect();
+    QVERIFY(shown.width() < map->getProjection()->boundaryProjRect().width() / 10);
+    QVERIFY(shown.contains(map->getProjection()->geoToProj(QGV::GeoPos(50, 180))));
 }
 
 QTEST_MAIN(TestGeoMapGdal)
