@@ -212,7 +212,8 @@ void QGVMap::setCamera(double scale, const QPointF& projCenter)
     const QGVCameraState oldState = getCamera();
     cameraScale = std::clamp(scale, minScale, maxScale);
     const QRectF world = projection->boundaryProjRect();
-    cameraCenter = QPointF(std::clamp(projCenter.x(), world.left(), world.right()),
+    // A box across the antimeridian continues east of 180, and its centre may lie there too.
+    cameraCenter = QPointF(std::clamp(projCenter.x(), world.left(), world.right() + world.width() / 2),
                            std::clamp(projCenter.y(), world.top(), world.bottom()));
     applyCameraToView();
     const QGVCameraState newState = getCamera();
