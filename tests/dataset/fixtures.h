@@ -56,15 +56,10 @@ inline bool makeRaster(const QString& path, int width, int height, const GeoTran
     if (!srs.IsEmpty())
         memory->SetSpatialRef(&srs);
     std::vector<GByte> pixels(std::size_t(width) * height, 77);
-    bool ok = memory->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, pixels.data(), width,
-                                                 height, GDT_Byte, 0, 0) == CE_None;
-    GDALDataset* written = GetGDALDriverManager()->GetDriverByName(driver)->CreateCopy(
-        path.toUtf8().constData(), memory, FALSE, nullptr, nullptr, nullptr);
-    ok = ok && written;
-    if (written)
-        GDALClose(written);
+    memory->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, pixels.data(), width, height, GDT_Byte, 0, 0);
+    GDALDatasetH written = GDALCreateCopy(GDALGetDriverByName(driver), path.toUtf8().constData(), memory, FALSE, nullptr, nullptr, nullptr);
     GDALClose(memory);
-    return ok;
+    return written && (GDALClose(written), true);
 }
 
 inline bool makeTile(const QString& path, const Reference& reference, double west, double north,
@@ -118,9 +113,8 @@ inline bool makeShapefile(const QString& path, int layerEpsg, int givenEpsg,
 
 inline std::shared_ptr<TSR::ImageCompressor::API::ICompressionUtil> makeUtil()
 {
-    auto factory = std::make_shared<TSR::ImageCompressor::API::CompressionUtilFactory>();
     std::shared_ptr<TSR::ImageCompressor::API::ICompressionUtil> util;
-    factory->GetCompressionUtil(util);
+    std::make_shared<TSR::ImageCompressor::API::CompressionUtilFactory>()->GetCompressionUtil(util);
     return util;
 }
 

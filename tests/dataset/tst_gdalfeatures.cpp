@@ -45,8 +45,6 @@ private slots:
     void cleanupTestCase();
     void findsClipsAndReadsFeatures_data();
     void findsClipsAndReadsFeatures();
-    void refusesUnreadableShapefiles_data();
-    void refusesUnreadableShapefiles();
     void combinesClipRegions();
 
 private:
@@ -101,11 +99,6 @@ void TestGdalFeatures::findsClipsAndReadsFeatures_data()
         "attributes big64=6,name=split ratio=0 count=0,small64=2147483647"};
     QTest::newRow("same reference as the tiles") << "parcels.shp" << QStringList{"west.tif", "east.tif"} << both;
     QTest::newRow("layer in EPSG 4326 over UTM tiles") << "parcels geographic.shp" << QStringList{"west.tif", "east.tif"} << both;
-    QTest::newRow("east tile only")
-        << "parcels.shp" << QStringList{"east.tif"}
-        << QStringList{"2 EPSG:32633 500100 4999600 501600 4999700 east.tif | clip 500100 4999600 500200 4999700 | "
-                       "500100 4999600 holes 0, 501500 4999600 holes 0",
-                       "attributes name=split ratio=0 big64=6,count=0,small64=2147483647"};
 }
 
 void TestGdalFeatures::findsClipsAndReadsFeatures()
@@ -149,55 +142,25 @@ void TestGdalFeatures::findsClipsAndReadsFeatures()
         attributes << "attributes " + text.join(',') + " " + real.join(',') + " " + whole.join(',');
     }
     QCOMPARE(found + attributes, expected);
-}
-
-void TestGdalFeatures::refusesUnreadableShapefiles_data()
-{
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<int>("featureId");
-    QTest::addColumn<QString>("expected");
-    QTest::newRow("missing") << "nothing.shp" << 0 << "Cannot open \"%1\": the file does not exist";
-    QTest::newRow("raster given") << "west.tif" << 0 << "Cannot open \"%1\": `%1' not recognized as a supported file format.";
-    QTest::newRow("no such feature") << "parcels.shp" << 99 << "Feature 99 does not exist in layer \"parcels\" of \"%1\".";
-}
-
-void TestGdalFeatures::refusesUnreadableShapefiles()
-{
-    QFETCH(QString, file);
-    QFETCH(int, featureId);
-    QFETCH(QString, expected);
-    const TSR::CString shapefile(path(file).toStdWString());
-    const auto messageOf = [](const std::function<void()>& call) {
-        try {
-            call();
-            return QStringLiteral("no error");
-        } catch (const TSR::CRuntimeError& error) {
-            return QString::fromUtf8(error.what());
-        }
-    };
-    const QString text = QString(expected).replace(QLatin1String("%1"), path(file));
-    std::vector<FeaturePolygon> polygons;
-    QCOMPARE(messageOf([&] { fixtures::makeUtil()->ReadFeaturePolygons(shapefile, {}, featureId, polygons); }), text);
-    ClipInfoList features;
-    if (featureId == 0)
-        QCOMPARE(messageOf([&] { fixtures::makeUtil()->FindIntersectingFeatures(shapefile, scan({"west.tif"}), features); }), text);
+    try {
+        std::vector<FeaturePolygon> polygons;
+        util->ReadFeaturePolygons(file, {}, 99, polygons);
+        QFAIL("feature 99 was read");
+    } catch (const TSR::CRuntimeError& error) {
+        QCOMPARE(QString::fromUtf8(error.what()), QStringLiteral("Feature 99 does not exist in layer \"%1\" of \"%2\".")
+                                                      .arg(QFileInfo(shapefile).completeBaseName(), path(shapefile)));
+    }
 }
 
 void TestGdalFeatures::combinesClipRegions()
 {
     // Entries cut to a dataset they do not meet keep an empty box, which must not widen the union.
     ClipInfoMap regions{{"/data/!absent.tif", nullptr}};
+    ExtractedFeatureClipInfo clone{"parcels", 7, CCRSIdentifier(32633), {{"name", "north"}}, {}, {}, 0, 0, 0, 0, {TSR::CString("/data/0.tif")}};
     const QVector<QRectF> boxes{{1, 2, 2, 2}, {-5, 3, 7, 6}, {}, {7, 5, -1, 3}};
     for (int i = 0; i < boxes.size(); ++i) {
-        auto region = std::make_shared<ExtractedFeatureClipInfo>();
-        region->LayerName = "parcels";
-        region->FeatureId = 7;
-        region->CRS = CCRSIdentifier(32633);
-        region->StringAttributes["name"] = "north";
-        region->IntersectingDatasets = {TSR::CString("/data/0.tif")};
-        std::tie(region->MinX, region->MinY, region->MaxX, region->MaxY) =
-            std::make_tuple(boxes[i].left(), boxes[i].top(), boxes[i].right(), boxes[i].bottom());
-        regions["/data/" + std::to_string(i) + ".tif"] = region;
+        std::tie(clone.MinX, clone.MinY, clone.MaxX, clone.MaxY) = std::make_tuple(boxes[i].left(), boxes[i].top(), boxes[i].right(), boxes[i].bottom());
+        regions["/data/" + std::to_string(i) + ".tif"] = std::make_shared<ExtractedFeatureClipInfo>(clone);
     }
     ClipInfoPtr combined;
     fixtures::makeUtil()->CombineClipRegions(regions, combined);
