@@ -13,7 +13,7 @@
 #include "map/geomapview.h"
 #include "map/geoview/qgvmap.h"
 #include "map/geoview/qgvprojectionepsg3857.h"
-#include "tests/map/fakecompressionutil.h"
+#include "bench/fakecompressionutil.h"
 
 using Tessara::GeoMap::GeoMapView;
 

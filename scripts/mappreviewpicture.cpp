@@ -6,7 +6,7 @@
 
 #include "map/geomapview.h"
 #include "map/geoview/qgvmap.h"
-#include "tests/map/fakecompressionutil.h"
+#include "bench/fakecompressionutil.h"
 
 using Tessara::GeoMap::GeoMapView;
 
