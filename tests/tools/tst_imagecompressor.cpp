@@ -110,19 +110,27 @@ void TestImageCompressor::mosaic_data()
     QTest::addColumn<QStringList>("files");
     QTest::addColumn<bool>("nodata");
     QTest::addColumn<QString>("background");
+    QTest::addColumn<QVector<double>>("frame");  // cell size, left, top, right, bottom; empty for none
     QTest::addColumn<QString>("geometry");
-    QTest::addColumn<QVector<int>>("row");
+    QTest::addColumn<QVector<int>>("image");
 
-    // a: 8 columns of 10 from x 0; b: 8 columns of 200 from x 40; c: 8 columns of 200 from x 120.
-    // The first file named gets the highest z and lies on top.
+    // a: 8 x 8 cells of 10 from x 0; b: the same of 200 from x 40; c: of 200 from x 120. The first
+    // file named gets the highest z and lies on top.
     const QString twelve = QStringLiteral("12x8x1 at (0.0, 80.0) cell 10 EPSG:32633");
-    QTest::newRow("first on top") << QStringList{"a", "b"} << false << "min" << twelve << columns({{8, 10}, {4, 200}});
-    QTest::newRow("second on top") << QStringList{"b", "a"} << false << "min" << twelve << columns({{4, 10}, {8, 200}});
-    QTest::newRow("no-data shows the input below") << QStringList{"a", "b"} << true << "min" << twelve
-                                                   << columns({{4, 0}, {8, 200}});
-    QTest::newRow("gap takes the max background") << QStringList{"a", "c"} << false << "max"
+    QTest::newRow("first on top") << QStringList{"a", "b"} << false << "min" << QVector<double>() << twelve
+                                  << rows(columns({{8, 10}, {4, 200}}), 8);
+    QTest::newRow("second on top") << QStringList{"b", "a"} << false << "min" << QVector<double>() << twelve
+                                   << rows(columns({{4, 10}, {8, 200}}), 8);
+    QTest::newRow("no-data shows the input below") << QStringList{"a", "b"} << true << "min" << QVector<double>() << twelve
+                                                   << rows(columns({{4, 0}, {8, 200}}), 8);
+    QTest::newRow("gap takes the max background") << QStringList{"a", "c"} << false << "max" << QVector<double>()
                                                    << QStringLiteral("20x8x1 at (0.0, 80.0) cell 10 EPSG:32633")
-                                                   << columns({{8, 10}, {4, 255}, {8, 200}});
+                                                   << rows(columns({{8, 10}, {4, 255}, {8, 200}}), 8);
+    // 20 m cells from x 20 to 100, the reference assigned rather than reprojected.
+    QTest::newRow("cropped, resampled, reassigned") << QStringList{"a", "b"} << false << "min"
+                                                    << QVector<double>{20.0, 20.0, 80.0, 100.0, 0.0}
+                                                    << QStringLiteral("4x4x1 at (20.0, 80.0) cell 20 EPSG:32634")
+                                                    << rows(columns({{3, 10}, {1, 200}}), 4);
 }
 
 void TestImageCompressor::mosaic()
@@ -130,8 +138,9 @@ void TestImageCompressor::mosaic()
     QFETCH(QStringList, files);
     QFETCH(bool, nodata);
     QFETCH(QString, background);
+    QFETCH(QVector<double>, frame);
     QFETCH(QString, geometry);
-    QFETCH(QVector<int>, row);
+    QFETCH(QVector<int>, image);
 
     const QHash<QString, QPair<double, int>> inputs{{"a", {0.0, 10}}, {"b", {40.0, 200}}, {"c", {120.0, 200}}};
     QStringList paths;
@@ -146,11 +155,17 @@ void TestImageCompressor::mosaic()
     job->setHasNoDataValue(nodata);
     job->setNoDataValue(10);
     job->setNullColor(background);
+    if (!frame.isEmpty()) {
+        job->setCellSize({frame[0], -frame[0]});
+        job->setTopLeft({frame[1], frame[2]});
+        job->setBottomRight({frame[3], frame[4]});
+        job->setSrs(QStringLiteral("EPSG:32634"));
+    }
 
     const ToolRun run = runTool(QStringLiteral("ImageCompressor"), job->arguments());
     QVERIFY2(run.exitCode == 0, run.err.constData());
     QCOMPARE(describe(output), geometry);
-    QCOMPARE(readBand(output, 1), rows(row, 8));
+    QCOMPARE(readBand(output, 1), image);
 }
 
 void TestImageCompressor::cutline_data()

@@ -318,7 +318,10 @@ void Compressor::planType()
     }
     const int bits = job.bitdepth > 0 ? job.bitdepth : GDALGetDataTypeSizeBits(dataType);
     outputType = integerType(isSigned, bits);
-    nbits = bits == GDALGetDataTypeSizeBits(outputType) ? 0 : bits;
+    // The encoder takes a narrower depth only inside its type's own range: 1 to 7 bits in a byte, 9
+    // to 15 in 16 bits, 17 to 31 in 32; a signed byte travels as full 16 bits.
+    const int width = GDALGetDataTypeSizeBits(outputType);
+    nbits = bits < width && bits > width / 2 ? bits : (width == 8 && bits < 8 ? bits : 0);
 }
 
 double Compressor::fillValue() const
