@@ -1,6 +1,5 @@
 #include "tools/diskspd/fioresults.h"
 
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>

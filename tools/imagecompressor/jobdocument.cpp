@@ -141,7 +141,7 @@ public:
         if (version != QLatin1String("1.2") && version != QLatin1String("1.1"))
             fail(QStringLiteral("imagecompressor version %1: must be \"1.2\" or \"1.1\"").arg(quoted(version)));
         bool seenTask = false;
-        children(QStringLiteral("imagecompressor"), [&](const QString& name) {
+        children([&](const QString& name) {
             if (name != QLatin1String("compresstask") || seenTask)
                 unexpected(name, QStringLiteral("imagecompressor"));
             seenTask = true;
@@ -171,18 +171,17 @@ private:
     }
 
     // Calls handle for each child element of the current one; handle must consume the element.
-    void children(const QString& parent, const std::function<void(const QString&)>& handle)
+    void children(const std::function<void(const QString&)>& handle)
     {
         while (xml.readNextStartElement())
             handle(xml.name().toString());
         if (xml.hasError())
             parseFailure();
-        Q_UNUSED(parent)
     }
 
     void noChildren(const QString& element)
     {
-        children(element, [&](const QString& name) { unexpected(name, element); });
+        children([&](const QString& name) { unexpected(name, element); });
     }
 
     QString attribute(const char* name) const { return xml.attributes().value(QLatin1String(name)).toString(); }
@@ -214,7 +213,7 @@ private:
 
         bool seenInputs = false;
         bool seenOutput = false;
-        children(QStringLiteral("compresstask"), [&](const QString& name) {
+        children([&](const QString& name) {
             if (name == QLatin1String("inputs") && !seenInputs) {
                 seenInputs = true;
                 readInputs();
@@ -238,7 +237,7 @@ private:
                                  {QStringLiteral("nearest"), QStringLiteral("bilinear"), QStringLiteral("cubic"),
                                   QStringLiteral("cubicspline"), QStringLiteral("lanczos"), QStringLiteral("average"),
                                   QStringLiteral("mode"), QStringLiteral("gauss")});
-        children(QStringLiteral("inputs"), [&](const QString& name) {
+        children([&](const QString& name) {
             if (name != QLatin1String("file"))
                 unexpected(name, QStringLiteral("inputs"));
             JobDocument::Input input;
@@ -281,7 +280,7 @@ private:
                 fail(QStringLiteral("output tlx tly brx bry: the top left corner must lie above and left of the bottom right one"));
             job.corners = corners;
         }
-        children(QStringLiteral("output"), [&](const QString& name) {
+        children([&](const QString& name) {
             if (name == QLatin1String("bandlist"))
                 readBands();
             else if (name == QLatin1String("region") && !job.region)
@@ -299,7 +298,7 @@ private:
 
     void readBands()
     {
-        children(QStringLiteral("bandlist"), [&](const QString& name) {
+        children([&](const QString& name) {
             if (name != QLatin1String("band"))
                 unexpected(name, QStringLiteral("bandlist"));
             JobDocument::Band band;
@@ -333,7 +332,7 @@ private:
 
     void readMetadata()
     {
-        children(QStringLiteral("metadata"), [&](const QString& name) {
+        children([&](const QString& name) {
             if (name != QLatin1String("item"))
                 unexpected(name, QStringLiteral("metadata"));
             const QString key = attribute("name");
@@ -347,7 +346,7 @@ private:
     void readRpc()
     {
         QSet<QString> seen;
-        children(QStringLiteral("rpcdata"), [&](const QString& name) {
+        children([&](const QString& name) {
             const QString text = xml.readElementText();
             if (xml.hasError())
                 parseFailure();
@@ -375,7 +374,7 @@ private:
 
     void readOptions()
     {
-        children(QStringLiteral("options"), [&](const QString& name) {
+        children([&](const QString& name) {
             if (name != QLatin1String("option"))
                 unexpected(name, QStringLiteral("options"));
             readOption(attribute("name"), attribute("value"));
