@@ -1,9 +1,12 @@
 #include "compression/compressorxml.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QDomDocument>
 #include <QFile>
+#include <QXmlDefaultHandler>
 #include <QXmlInputSource>
+#include <QXmlSimpleReader>
 #include <QXmlStreamWriter>
 #include <algorithm>
 #include <cmath>
@@ -278,6 +281,212 @@ QString decodedAsTheParserDoes(const QByteArray& data)
     QT_WARNING_POP
 }
 
+// The little the reader takes from a document: the root, the first compresstask, the child nodes of
+// the first inputs and the first output, each found anywhere below the root.
+struct Gathered {
+    QString rootName;
+    QString rootVersion;
+    bool hasTask = false;
+    QString operation;
+    QVector<CompressorXml::InputFile> inputs;
+    bool hasOutput = false;
+    QString outputVersion;
+    QString outputPath;
+};
+
+// Gathers what the reader needs while the parser runs, without a tree of the whole document: a
+// mosaic's document holds hundreds of thousands of inputs, and a tree of them costs twenty times the
+// file in memory and most of the time of a load. It counts the child nodes of inputs as the document
+// tree has them: every element, text piece, character data section, comment and processing
+// instruction.
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
+class DocumentGatherer : public QXmlDefaultHandler
+{
+public:
+    explicit DocumentGatherer(Gathered& gathered)
+        : gathered(gathered)
+    {
+    }
+
+    bool startElement(const QString&, const QString&, const QString& name, const QXmlAttributes& attributes) override
+    {
+        if (childOfInputs()) {
+            CompressorXml::InputFile input;
+            input.path = value(attributes, QStringLiteral("path"));
+            input.bandlist = value(attributes, QStringLiteral("bandlist"));
+            input.zindex = value(attributes, QStringLiteral("zindex")).toInt();
+            const QString nodata = value(attributes, QStringLiteral("nodata"));
+            input.hasNodata = !nodata.isNull();
+            input.nodata = nodata.toInt();
+            gathered.inputs.append(input);
+        }
+        ++depth;
+        if (depth == 1) {
+            gathered.rootName = name;
+            gathered.rootVersion = value(attributes, QStringLiteral("version"));
+        } else if (name == QLatin1String("compresstask")) {
+            if (!gathered.hasTask) {
+                gathered.hasTask = true;
+                gathered.operation = value(attributes, QStringLiteral("operation"));
+            }
+        } else if (name == QLatin1String("inputs")) {
+            if (inputsDepth == notSeen)
+                inputsDepth = depth;
+        } else if (name == QLatin1String("output")) {
+            if (!gathered.hasOutput) {
+                gathered.hasOutput = true;
+                gathered.outputVersion = value(attributes, QStringLiteral("version"));
+                gathered.outputPath = value(attributes, QStringLiteral("path"));
+            }
+        }
+        return true;
+    }
+
+    bool endElement(const QString&, const QString&, const QString&) override
+    {
+        if (depth == inputsDepth)
+            inputsDepth = done;
+        --depth;
+        return true;
+    }
+
+    bool characters(const QString&) override
+    {
+        // As the tree refuses text beside the root.
+        if (depth == 0)
+            return false;
+        addNodeWithoutElement();
+        return true;
+    }
+
+    bool comment(const QString&) override
+    {
+        addNodeWithoutElement();
+        return true;
+    }
+
+    bool processingInstruction(const QString&, const QString&) override
+    {
+        addNodeWithoutElement();
+        return true;
+    }
+
+    // The parser reports an entity it cannot expand both in content, where the tree has a node for
+    // it, and in an attribute value, where it has none, and does not say which. Such a document
+    // refers to a declaration outside itself, which no document of ours does; it is read again as a
+    // tree.
+    bool skippedEntity(const QString&) override
+    {
+        skippedEntities = true;
+        return true;
+    }
+
+    bool fatalError(const QXmlParseException& exception) override
+    {
+        message = exception.message();
+        line = exception.lineNumber();
+        column = exception.columnNumber();
+        return QXmlDefaultHandler::fatalError(exception);
+    }
+
+    bool skippedEntities = false;
+    QString message;
+    int line = 0;
+    int column = 0;
+
+private:
+    static constexpr int notSeen = -1;
+    static constexpr int done = -2;
+
+    bool childOfInputs() const { return depth == inputsDepth; }
+
+    // Read as an element without attributes: no path, and a z-index of 0 from the empty text.
+    void addNodeWithoutElement()
+    {
+        if (childOfInputs()) {
+            CompressorXml::InputFile input;
+            input.zindex = 0;
+            gathered.inputs.append(input);
+        }
+    }
+
+    // The last of repeated attributes wins, as in the tree; a missing one is null.
+    static QString value(const QXmlAttributes& attributes, const QString& name)
+    {
+        QString found;
+        for (int i = 0; i < attributes.count(); ++i)
+            if (attributes.qName(i) == name)
+                found = attributes.value(i);
+        return found;
+    }
+
+    Gathered& gathered;
+    int depth = 0;
+    int inputsDepth = notSeen;
+};
+QT_WARNING_POP
+
+// What DocumentGatherer gathers, taken from the document tree instead.
+void gatherFromTree(const QByteArray& data, Gathered& gathered)
+{
+    QDomDocument document;
+    // The parser has read this text without an error already.
+    document.setContent(data, false);
+    gathered = Gathered();
+    const QDomElement root = document.documentElement();
+    gathered.rootName = root.tagName();
+    gathered.rootVersion = root.attribute(QStringLiteral("version"));
+    const QDomElement task = root.elementsByTagName(QStringLiteral("compresstask")).item(0).toElement();
+    gathered.hasTask = !task.isNull();
+    gathered.operation = task.attribute(QStringLiteral("operation"));
+    const QDomNode inputList = root.elementsByTagName(QStringLiteral("inputs")).item(0);
+    for (QDomNode node = inputList.firstChild(); !node.isNull(); node = node.nextSibling()) {
+        const QDomElement element = node.toElement();
+        CompressorXml::InputFile input;
+        input.path = element.attribute(QStringLiteral("path"));
+        input.bandlist = element.attribute(QStringLiteral("bandlist"));
+        input.zindex = element.attribute(QStringLiteral("zindex")).toInt();
+        input.hasNodata = !element.attribute(QStringLiteral("nodata"), QString()).isNull();
+        input.nodata = element.attribute(QStringLiteral("nodata")).toInt();
+        gathered.inputs.append(input);
+    }
+    const QDomElement output = root.elementsByTagName(QStringLiteral("output")).item(0).toElement();
+    gathered.hasOutput = !output.isNull();
+    gathered.outputVersion = output.attribute(QStringLiteral("version"));
+    gathered.outputPath = output.attribute(QStringLiteral("path"));
+}
+
+// False with the parser's message and position when the text is no well-formed document.
+bool parse(const QByteArray& data, Gathered& gathered, QString& errorText)
+{
+    QT_WARNING_PUSH
+    QT_WARNING_DISABLE_DEPRECATED
+    QBuffer buffer;
+    buffer.setData(data);
+    QXmlInputSource source(&buffer);
+    // The features and handlers of the document tree's own parse, so that the same texts fail with
+    // the same messages at the same places.
+    QXmlSimpleReader reader;
+    reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespaces"), false);
+    reader.setFeature(QStringLiteral("http://xml.org/sax/features/namespace-prefixes"), true);
+    reader.setFeature(QStringLiteral("http://trolltech.com/xml/features/report-whitespace-only-CharData"), false);
+    DocumentGatherer gatherer(gathered);
+    reader.setContentHandler(&gatherer);
+    reader.setErrorHandler(&gatherer);
+    reader.setLexicalHandler(&gatherer);
+    reader.setDeclHandler(&gatherer);
+    reader.setDTDHandler(&gatherer);
+    if (!reader.parse(&source)) {
+        errorText = gatherer.message + positionText(gatherer.line, gatherer.column);
+        return false;
+    }
+    QT_WARNING_POP
+    if (gatherer.skippedEntities)
+        gatherFromTree(data, gathered);
+    return true;
+}
+
 }  // namespace
 
 CompressorXml::CompressorXml()
@@ -511,9 +720,21 @@ CompressorXml* CompressorXml::read(const QString& fileName, QString& errorText)
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         return nullptr;
-    // Read with a bound, so that a device or a runaway file cannot fill the memory.
-    const QByteArray data = file.read(maximumDocumentSize + 1);
-    if (data.size() > maximumDocumentSize) {
+    // Read with a bound, so that a device or a runaway file cannot fill the memory. A file is read
+    // at its size; a pipe or a device, which has none, in pieces up to the bound, since asking for
+    // the bound at once reserves all of it.
+    QByteArray data;
+    bool tooLarge = file.size() > maximumDocumentSize;
+    if (!file.isSequential() && !tooLarge)
+        data = file.readAll();
+    while (file.isSequential() && !tooLarge) {
+        const QByteArray piece = file.read(1024 * 1024);
+        if (piece.isEmpty())
+            break;
+        data += piece;
+        tooLarge = data.size() > maximumDocumentSize;
+    }
+    if (tooLarge) {
         errorText = tr("Xml document is larger than %1 bytes and cannot be an image compression process.")
                         .arg(maximumDocumentSize);
         return nullptr;
@@ -531,60 +752,34 @@ CompressorXml* CompressorXml::read(const QString& fileName, QString& errorText)
         }
     }
 
-    QDomDocument document;
-    QString message;
-    int line = 0;
-    int column = 0;
-    if (!document.setContent(data, false, &message, &line, &column)) {
-        errorText = message + positionText(line, column);
+    Gathered gathered;
+    if (!parse(data, gathered, errorText))
         return nullptr;
-    }
 
-    const QDomElement root = document.documentElement();
-    if (root.tagName() != QLatin1String("imagecompressor")) {
+    if (gathered.rootName != QLatin1String("imagecompressor")) {
         errorText = tr("Xml document is not a valid image compression process (root element is not "
                        "<imagecompressor>).");
         return nullptr;
     }
 
-    auto* result = new CompressorXml;
-    const QString fileVersion = root.attribute(QStringLiteral("version"));
-    if (fileVersion != QLatin1String("1.2") && fileVersion != QLatin1String("1.1")) {
-        delete result;
+    if (gathered.rootVersion != QLatin1String("1.2") && gathered.rootVersion != QLatin1String("1.1")) {
         errorText = tr("<imagecompressor> version attribute must be \"%1\" or \"%2\".")
                         .arg(QStringLiteral("1.2"), QStringLiteral("1.1"));
         return nullptr;
     }
 
-    const QDomNodeList tasks = root.elementsByTagName(QStringLiteral("compresstask"));
-    if (tasks.isEmpty())
+    auto* result = new CompressorXml;
+    if (!gathered.hasTask)
         return result;
 
     Task loaded;
-    loaded.operation = tasks.item(0).toElement().attribute(QStringLiteral("operation")) == QLatin1String("create")
-                           ? OperationCreate
-                           : OperationUpdate;
+    loaded.operation = gathered.operation == QLatin1String("create") ? OperationCreate : OperationUpdate;
     result->setTask(loaded);
-
-    const QDomNode inputList = root.elementsByTagName(QStringLiteral("inputs")).item(0);
-    for (QDomNode node = inputList.firstChild(); !node.isNull(); node = node.nextSibling()) {
-        // Any child counts, comments and text included: a node that is no element reads as an
-        // input with no path.
-        const QDomElement element = node.toElement();
-        InputFile input;
-        input.path = element.attribute(QStringLiteral("path"));
-        input.bandlist = element.attribute(QStringLiteral("bandlist"));
-        input.zindex = element.attribute(QStringLiteral("zindex")).toInt();
-        input.hasNodata = !element.attribute(QStringLiteral("nodata"), QString()).isNull();
-        input.nodata = element.attribute(QStringLiteral("nodata")).toInt();
-        result->inputs.append(input);
-    }
-
-    const QDomElement outputElement = root.elementsByTagName(QStringLiteral("output")).item(0).toElement();
-    if (!outputElement.isNull()) {
+    result->inputs = std::move(gathered.inputs);
+    if (gathered.hasOutput) {
         Output loadedOutput;
-        loadedOutput.version = outputElement.attribute(QStringLiteral("version")).toInt();
-        loadedOutput.path = outputElement.attribute(QStringLiteral("path"));
+        loadedOutput.version = gathered.outputVersion.toInt();
+        loadedOutput.path = gathered.outputPath;
         result->setOutput(loadedOutput);
     }
     return result;
