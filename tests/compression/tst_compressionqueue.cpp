@@ -64,7 +64,7 @@ void TestCompressionQueue::runsTheCompressor_data()
     QTest::newRow("exit 0") << "exit 0" << 256u << QStringList{"Finished compressing 'city.wvc'. | 100", "city.xml|city.wvc|Compress|Succeeded"};
     // Without a cache size the tool sees the environment as the system has it.
     QTest::newRow("a crash, no cache size") << "crash" << 0u << QStringList{"Compressor exited with an error. See log file for details. | 0",
-                                                                            "Finished compressing 'city.wvc'. | 100", "city.xml|city.wvc|Compress|Failed"};
+        "Finished compressing 'city.wvc'. | 100", "city.xml|city.wvc|Compress|Failed"};
 }
 
 void TestCompressionQueue::runsTheCompressor()

@@ -84,27 +84,25 @@ void TestCompressorXml::writes_data()
         d.setResampleMethod(Xml::ResampleCubicSpline);
         d.setTask({Xml::OperationUpdate, "Line", 4, "/tmp/work", "/out/x.log", "debug", -0.5, true}), d.setTask(Xml::Task());
     }) << R"(<imagecompressor version="1.2"><compresstask operation="update" method="Line" threads="4" tempdir="/tmp/work"
-            logfile="/out/x.log" loglevel="debug" interactive="true"><inputs resample="cubicspline">
-          <file path="/in/a.tif" bandlist="3,2,1" zindex="2" nodata="255"/><file path="/in/b &amp; &lt;c>.tif" zindex="1"/>
-          <file path="/in/c.tif" zindex="0"/></inputs><output version="3" path="/out/x.wvc" cellsizex="0.10000000"
-            cellsizey="0.33333333" tlx="-180.00000000" tly="90.00000000" brx="180.12345679" bry="-90.00000000">
-          <bandlist><band id="0" description="red"/><band description="unnumbered"/></bandlist>
-          <region type="wkt" name="area" path="/s/a.shp" layerid="7"/><metadata>
-          <item name="acquistiondate" value="2021-06-01"/></metadata><rpcdata>
-          <errorbias>0.5</errorbias><errorrandom>0</errorrandom><lineoffset>12345.7</lineoffset><sampleoffset>0</sampleoffset>
-          <latitudeoffset>0</latitudeoffset><longitudeoffset>0</longitudeoffset><heightoffset>0</heightoffset><linescale>0</linescale>
-          <samplescale>0</samplescale><latitudescale>0</latitudescale><longitudescale>0</longitudescale>
-          <heightscale>-1e-07</heightscale><linenumeratorcoefficients>)" + zeros + "</linenumeratorcoefficients><linedenominatorcoefficients>"
-           + zeros + "</linedenominatorcoefficients><samplenumeratorcoefficients>0,0.25,0.5,0.75,1,1.25,1.5,1.75,2,2.25,2.5,2.75,3,"
+            logfile="/out/x.log" loglevel="debug" interactive="true"><inputs resample="cubicspline"><file path="/in/a.tif" bandlist="3,2,1"
+            zindex="2" nodata="255"/><file path="/in/b &amp; &lt;c>.tif" zindex="1"/><file path="/in/c.tif" zindex="0"/></inputs><output
+            version="3" path="/out/x.wvc" cellsizex="0.10000000" cellsizey="0.33333333" tlx="-180.00000000" tly="90.00000000"
+            brx="180.12345679" bry="-90.00000000"><bandlist><band id="0" description="red"/><band description="unnumbered"/></bandlist>
+            <region type="wkt" name="area" path="/s/a.shp" layerid="7"/><metadata><item name="acquistiondate" value="2021-06-01"/>
+            </metadata><rpcdata><errorbias>0.5</errorbias><errorrandom>0</errorrandom><lineoffset>12345.7</lineoffset>
+            <sampleoffset>0</sampleoffset><latitudeoffset>0</latitudeoffset><longitudeoffset>0</longitudeoffset>
+            <heightoffset>0</heightoffset><linescale>0</linescale><samplescale>0</samplescale><latitudescale>0</latitudescale>
+            <longitudescale>0</longitudescale><heightscale>-1e-07</heightscale><linenumeratorcoefficients>)" + zeros
+           + "</linenumeratorcoefficients><linedenominatorcoefficients>" + zeros + "</linedenominatorcoefficients>"
+           "<samplenumeratorcoefficients>0,0.25,0.5,0.75,1,1.25,1.5,1.75,2,2.25,2.5,2.75,3,"
            "3.25,3.5,3.75,4,4.25,4.5,4.75</samplenumeratorcoefficients><sampledenominatorcoefficients>" + zeros +
-           R"(</sampledenominatorcoefficients></rpcdata><options><option name="bitdepth" value="16"/>
-          <option name="signedness" value="false"/><option name="targetrate" value="0"/><option name="colorspace" value="RGB"/>
-          <option name="genstats" value="false"/><option name="srs" value="EPSG:32633"/><option name="blocksizex" value="256"/>
-          <option name="blocksizey" value="128"/><option name="huffman" value="1"/><option name="opacity" value="2"/>
-          <option name="nullvalue" value="0,0,0"/><option name="jp2tilesize" value="1024"/><option name="jp2precinctsize" value="64"/>
-          <option name="jp2qualitylayers" value="5"/><option name="jp2progressionorder" value="RPCL"/>
-          <option name="jp2markers" value="SOP"/><option name="jp2georef" value="GML"/></options></output></compresstask>
-        </imagecompressor>)" << 4;
+           R"(</sampledenominatorcoefficients></rpcdata><options><option name="bitdepth" value="16"/><option name="signedness"
+          value="false"/><option name="targetrate" value="0"/><option name="colorspace" value="RGB"/><option name="genstats" value="false"/>
+          <option name="srs" value="EPSG:32633"/><option name="blocksizex" value="256"/><option name="blocksizey" value="128"/><option
+          name="huffman" value="1"/><option name="opacity" value="2"/><option name="nullvalue" value="0,0,0"/><option name="jp2tilesize"
+          value="1024"/><option name="jp2precinctsize" value="64"/><option name="jp2qualitylayers" value="5"/><option
+          name="jp2progressionorder" value="RPCL"/><option name="jp2markers" value="SOP"/><option name="jp2georef" value="GML"/></options>
+          </output></compresstask></imagecompressor>)" << 4;
     QTest::newRow("the line method on one thread, defaults, half a geometry, empty parts") << Build([](Xml& d) {
         d.setTask({Xml::OperationCreate, "line", 8, {}, {}, {}, 1234567.0, false});
         d.setInputs({{"/a.tif", {}, -1, false, 0}, {{}, {}, 0, true, 0}});
@@ -112,8 +110,9 @@ void TestCompressorXml::writes_data()
         const Xml::Metadata empty;
         d.setOptions(Xml::Options()), d.setRegion(Xml::Region()), d.setMetadata(&empty);
     }) << QByteArray(R"(<imagecompressor version="1.2"><compresstask operation="create" method="line" threads="1" memcache="1.23457e+06"
-          interactive="false"><inputs resample="nearest"><file path="/a.tif"/><file zindex="0" nodata="0"/></inputs><output path="/out/x.wvc">
-          <region/><metadata/><options><option name="genstats" value="true"/></options></output></compresstask></imagecompressor>)") << 1;
+          interactive="false"><inputs resample="nearest"><file path="/a.tif"/><file zindex="0" nodata="0"/></inputs><output
+          path="/out/x.wvc"><region/><metadata/><options><option name="genstats" value="true"/></options></output></compresstask>
+          </imagecompressor>)") << 1;
     QTest::newRow("no output, no options; no input, no resample") << Build([](Xml& d) {
         d.setVersion("1.1"), d.setResampleMethod(Xml::ResampleGauss), d.setOptions(Xml::Options()), d.setBands({{1, "red"}});
     }) << QByteArray(R"(<imagecompressor version="1.1"><compresstask/></imagecompressor>)") << 0;
@@ -136,11 +135,10 @@ void TestCompressorXml::writes()
     QCOMPARE(document.task ? document.task->threads : 0, threadsAfter);
 }
 
-// What the list needs from a document, everything else left at its defaults; or the reader's message.
 void TestCompressorXml::reads_data()
 {
     QTest::addColumn<QByteArray>("document");
-    QTest::addColumn<QStringList>("expected");
+    QTest::addColumn<QStringList>("expected");  // what the list needs, all else at its defaults; or the message
 
     const QStringList base{"version 1.2", "task create||-1||||0.25|false", "resample 0"};
     const QByteArray open = "<imagecompressor version=\"1.2\">", close = "</imagecompressor>";
@@ -148,18 +146,20 @@ void TestCompressorXml::reads_data()
         QTest::newRow(name) << document << expected;
     };
     row("a written document", R"(<?xml version="1.0" encoding="UTF-8"?><imagecompressor version="1.2"><compresstask operation="create"
-        method="tile" threads="4" tempdir="/t" logfile="/l" loglevel="x" memcache="3" interactive="true"><inputs resample="cubic">
-        <file path="C:\in\a.tif" bandlist="1,2" zindex="1" nodata="255"/><file path="/in/b &amp; c.tif" zindex="0"/></inputs>
-        <output version="3" path="/out/x.wvc" cellsizex="1.00000000" cellsizey="1.00000000" tlx="1" tly="2" brx="3" bry="4">
-        <bandlist><band id="1"/></bandlist><region type="shape" path="/s.shp"/><metadata><item name="author" value="A"/></metadata>
-        <rpcdata><errorbias>1</errorbias></rpcdata><options><option name="genstats" value="true"/></options></output>
-        </compresstask></imagecompressor>)", base + QStringList{"file C:\\in\\a.tif|1,2|1|255", "file /in/b & c.tif||0|-", "output 3|/out/x.wvc"});
-    row("version 1.1 without an operation is an update", R"(<imagecompressor version="1.1"><compresstask><inputs><file path="a"/>
-        </inputs></compresstask>)" + close,
+        method="tile" threads="4" tempdir="/t" logfile="/l" loglevel="x" memcache="3" interactive="true"><inputs resample="cubic"><file
+        path="C:\in\a.tif" bandlist="1,2" zindex="1" nodata="255"/><file path="/in/b &amp; c.tif" zindex="0"/></inputs><output version="3"
+        path="/out/x.wvc" cellsizex="1.00000000" cellsizey="1.00000000" tlx="1" tly="2" brx="3" bry="4"><bandlist><band id="1"/></bandlist>
+        <region type="shape" path="/s.shp"/><metadata><item name="author" value="A"/></metadata><rpcdata><errorbias>1</errorbias></rpcdata>
+        <options><option name="genstats" value="true"/></options></output></compresstask></imagecompressor>)",
+        base + QStringList{"file C:\\in\\a.tif|1,2|1|255", "file /in/b & c.tif||0|-", "output 3|/out/x.wvc"});
+    row("version 1.1 without an operation is an update", R"(<imagecompressor version="1.1"><compresstask><inputs><file path="a"/></inputs>
+        </compresstask>)" + close,
         {"version 1.2", "task update||-1||||0.25|false", "resample 0", "file a||0|-"});
-    row("bad numbers read as 0, any no-data taken, every node among the inputs", open + R"(<compresstask operation="create"><inputs>
-        <file zindex="x" nodata="-5"/><file nodata=""/><file nodata="y" zindex="1" zindex="2"/><!-- b --><other path="c"/>text &amp; more
-        <![CDATA[]]><?pi x?><inputs><file path="inner"/></inputs></inputs><output version="v"/></compresstask>)" + close,
+    row("bad numbers read as 0, any no-data taken, every node among the inputs", open + R"(<compresstask operation="create"><inputs><file
+        zindex="x" nodata="-5"/><file nodata=""/><file nodata="y" zindex="1" zindex="2"/><!-- b --><other
+        path="c"/>text &amp; more
+        <![CDATA[]]><?pi x?><inputs><file path="inner"/></inputs></inputs><output version="v"/>
+        </compresstask>)" + close,
         base + QStringList{"file ||0|-5", "file ||0|0", "file ||2|0", "file ||0|-", "file c||0|-", "file ||0|-", "file ||0|-", "file ||0|-",
                            "file ||0|-", "output 0|"});
     row("declared entities expand; a reference among the inputs is a node", R"(<!DOCTYPE imagecompressor [<!ENTITY dir "/data/">]>)"
@@ -168,9 +168,9 @@ void TestCompressorXml::reads_data()
     row("entities declared elsewhere are skipped, a node in content only", R"(<!DOCTYPE imagecompressor SYSTEM "job.dtd">)" + open
         + R"(<compresstask operation="create"><inputs><file path="&p;" nodata="&n;"/>&q;</inputs></compresstask>)" + close,
         base + QStringList{"file ||0|0", "file ||0|-"});
-    row("found anywhere, the first taken; any operation but create is an update", open + R"(<x><inputs><file path="first"/></inputs>
-        </x><inputs><file path="second"/></inputs><y><z><output path="deep" version="2"/></z></y><output path="later"/>
-        <compresstask operation="Create"/><compresstask operation="create"/>)" + close,
+    row("found anywhere, the first taken; any operation but create is an update", open + R"(<x><inputs><file path="first"/></inputs></x>
+        <inputs><file path="second"/></inputs><y><z><output path="deep" version="2"/></z></y><output path="later"/><compresstask
+        operation="Create"/><compresstask operation="create"/>)" + close,
         {"version 1.2", "task update||-1||||0.25|false", "resample 0", "file first||0|-", "output 2|deep"});
     row("without compresstask nothing else is read", open + R"(<inputs><file path="a"/></inputs><output path="o"/>)" + close,
         {"version 1.2", "resample 0"});
