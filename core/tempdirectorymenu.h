@@ -1,0 +1,9 @@
+#pragma once
+
+class QLineEdit;
+class QToolButton;
+class QWidget;
+
+// Turns `button` into an instant popup that fills `edit` with the user's temp directory or with a
+// directory chosen in a dialog on `parent`. The compression and point cloud wizards share it.
+void addTempDirectoryMenu(QWidget* parent, QLineEdit* edit, QToolButton* button);
