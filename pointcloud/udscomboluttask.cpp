@@ -21,11 +21,13 @@ UDSComboLUTTask::UDSComboLUTTask(QObject* parent)
     : CommandLineCompressorTask(parent)
 {
     setCompressorPath(programPath());
+    // Direct and connected first: the answer is stored before any listener elsewhere hears that the
+    // run has finished.
+    connect(this, &CommandLineCompressorTask::finished, this, &UDSComboLUTTask::storeAnswer, Qt::DirectConnection);
 }
 
-void UDSComboLUTTask::run()
+void UDSComboLUTTask::storeAnswer()
 {
-    CommandLineCompressorTask::run();
     lutXml = getStdOut().trimmed();
 }
 

@@ -15,7 +15,6 @@ class UDSComboLUTTask : public CommandLineCompressorTask
 public:
     explicit UDSComboLUTTask(QObject* parent = nullptr);
 
-    void run() override;
     QStringList arguments() override;
     QProcessEnvironment& modifyEnvironment(QProcessEnvironment& environment) override;
     QString programPath() const;
@@ -25,5 +24,7 @@ public:
     void populateCombo(QComboBox* combo) const;
 
 private:
+    void storeAnswer();
+
     QString lutXml;
 };
