@@ -30,8 +30,8 @@ namespace TSR::ImageCompressor::API {
 // The compression wizard: input datasets, a compression mode and the output options, turned into
 // compression jobs. Its state lives in the named widgets of its form and in the few members below;
 // the source is split by concern: imagecompressor.cpp (life cycle, pages, settings),
-// imagecompressormodes.cpp, imagecompressorinputs.cpp, imagecompressorepsg.cpp,
-// imagecompressoroptions.cpp and imagecompressortemplates.cpp.
+// imagecompressormodes.cpp, imagecompressorinputs.cpp, imagecompressorlist.cpp,
+// imagecompressorepsg.cpp, imagecompressoroptions.cpp and imagecompressortemplates.cpp.
 class ImageCompressor : public QWizard
 {
     Q_OBJECT
@@ -103,7 +103,7 @@ private:
     void ensureActiveArea();
     void refreshActiveAreaLabel();
 
-    // Input list (imagecompressorinputs.cpp).
+    // Input list (imagecompressorinputs.cpp, imagecompressorlist.cpp).
     void setupInputList();
     void addImagesFromDialog();
     void addFolderFromDialog();
