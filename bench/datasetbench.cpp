@@ -17,61 +17,14 @@
 #include <sys/stat.h>
 #include <vector>
 
+#include "bench/tilegenerator.h"
 #include "wizard/dataset/compressionutilfactory.h"
 
 using namespace TSR::ImageCompressor::API;
+using tiles::filePath;
+using tiles::generate;
 
 namespace {
-
-// A transverse Mercator grid of a site, on WGS 84, that no registry lists.
-const char* siteGrid =
-    "PROJCS[\"Site grid\",GEOGCS[\"WGS 84\",DATUM[\"WGS_1984\",SPHEROID[\"WGS 84\",6378137,298.257223563]],"
-    "PRIMEM[\"Greenwich\",0],UNIT[\"degree\",0.0174532925199433]],PROJECTION[\"Transverse_Mercator\"],"
-    "PARAMETER[\"latitude_of_origin\",47.123],PARAMETER[\"central_meridian\",8.777],PARAMETER[\"scale_factor\","
-    "1.000123],PARAMETER[\"false_easting\",12345],PARAMETER[\"false_northing\",678],UNIT[\"metre\",1]]";
-
-// Folders of a hundred files, as tiles are usually delivered; one folder of thousands would make
-// both loops mostly measure GDAL's listing of sibling files on every open.
-std::string filePath(const std::string& directory, int index)
-{
-    return directory + "/set" + std::to_string(index / 100) + "/tile " + std::to_string(index) + ".tif";
-}
-
-bool generate(const std::string& directory, int count, bool custom)
-{
-    GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("GTiff");
-    const int references[] = {32633, 32632, 3857, 4326};
-    std::vector<GByte> pixels(32 * 32, 128);
-    for (int i = 0; i < count; ++i) {
-        if (i % 100 == 0)
-            ::mkdir((directory + "/set" + std::to_string(i / 100)).c_str(), 0755);
-        const int epsg = references[i % 4];
-        double transform[6];
-        if (epsg == 4326 && !custom) {
-            const double origin[6] = {10.0 + (i % 70) * 0.01, 0.0001, 0, 50.0 - (i / 70) * 0.01, 0, -0.0001};
-            std::copy(origin, origin + 6, transform);
-        } else {
-            const double origin[6] = {400000.0 + (i % 70) * 320, 10, 0, 5500000.0 - (i / 70) * 320, 0, -10};
-            std::copy(origin, origin + 6, transform);
-        }
-        GDALDataset* dataset = driver->Create(filePath(directory, i).c_str(), 32, 32, 1, GDT_Byte, nullptr);
-        if (!dataset)
-            return false;
-        OGRSpatialReference reference;
-        if (custom)
-            reference.importFromWkt(siteGrid);
-        else
-            reference.importFromEPSG(epsg);
-        dataset->SetGeoTransform(transform);
-        dataset->SetSpatialRef(&reference);
-        const CPLErr written = dataset->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, 32, 32, pixels.data(), 32,
-                                                                   32, GDT_Byte, 0, 0);
-        GDALClose(dataset);
-        if (written != CE_None)
-            return false;
-    }
-    return true;
-}
 
 double interfaceRound(const std::vector<std::wstring>& files, double& checksum)
 {
