@@ -6,6 +6,7 @@
 //   sigint ignore         ignore SIGINT
 //   sigint exit CODE      on SIGINT, exit with CODE at once
 //   flood BYTES           write BYTES bytes of text lines to stdout
+//   in BYTES              read BYTES bytes of stdin and write them to stdout
 //   exit CODE             exit with CODE
 //   crash                 die by SIGSEGV
 // Without an exit line it exits with 0.
@@ -139,6 +140,10 @@ int main(int argc, char** argv)
                 writeAll(1, chunk.substr(0, size_t(size)));
                 remaining -= size;
             }
+        } else if (command == "in") {
+            std::string answer(size_t(std::atol(rest.c_str())), '\0');
+            const ssize_t got = ::read(0, answer.data(), answer.size());
+            writeAll(1, answer.substr(0, got > 0 ? size_t(got) : 0));
         } else if (command == "exit") {
             return std::atoi(rest.c_str());
         } else if (command == "crash") {
