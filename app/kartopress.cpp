@@ -98,9 +98,12 @@ Kartopress::Kartopress(QWidget* parent)
     ui->actionStop->setEnabled(false);
 
     connectCommand(ui->actionChecksum, &Kartopress::newChecksumTask);
+    connectCommand(ui->actionNewWvcJP2, &Kartopress::newWvcJp2Task);
     connectCommand(ui->actionLoadXml, &Kartopress::loadXmlTask);
+    connectCommand(ui->actionUpload, &Kartopress::newUploadTask);
     connectCommand(ui->actionWvcCheck, &Kartopress::newCheckTask);
     connectCommand(ui->actionDiskSpeed, &Kartopress::newDiskSpeedTask);
+    connectCommand(ui->actionNewUDS, &Kartopress::newUdsTask);
     connectCommand(ui->actionViewer,
                    [this] { launchExe(toolPath(AppConstants::ViewerExe), QStringLiteral("Kartopress Viewer")); });
     connectCommand(ui->actionHeaderEditor,
@@ -117,8 +120,7 @@ Kartopress::Kartopress(QWidget* parent)
     checkToolInstalled(AppConstants::DiskSpdExe, ui->actionDiskSpeed);
     checkToolInstalled(AppConstants::HeaderEditorExe, ui->actionConsole);
 
-    ui->taskTable->installEventFilter(this);
-    ui->taskTable->setObjectName(QStringLiteral("NAME_TASK_INPUT_LIST"));
+    setupFileIntake();
     connectCommand(ui->actionStart, &Kartopress::start);
     connectCommand(ui->actionStop, &Kartopress::stop);
     connectCommand(ui->actionExit, &Kartopress::exit);
@@ -138,6 +140,7 @@ Kartopress::Kartopress(QWidget* parent)
         licenseCheck->start();
     });
     licenseCheck->start();
+    startLookupTableQuery();
 
     const QRect geometry = settings->value(QStringLiteral("GUI/ProgressGeometry")).toRect();
     if (geometry.isValid())
@@ -149,6 +152,7 @@ Kartopress::Kartopress(QWidget* parent)
 Kartopress::~Kartopress()
 {
     shutDownJobs();
+    stopLookupTableQuery();
     delete trayIcon;
     trayIcon = nullptr;
     for (int row = 0; row < ui->taskTable->rowCount(); ++row) {
@@ -255,7 +259,6 @@ void Kartopress::setupTable()
     table->setAlternatingRowColors(true);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->setSelectionMode(QAbstractItemView::ExtendedSelection);
-    table->setAcceptDrops(true);
     table->setColumnCount(ColumnCount);
     table->setHorizontalHeaderLabels({tr("Input"), tr("Output"), tr("Tasks"), tr("Status"), tr("  Log  "), tr("View")});
     QHeaderView* header = table->horizontalHeader();
@@ -637,12 +640,3 @@ void Kartopress::closeEvent(QCloseEvent* event)
     }
 }
 
-bool Kartopress::eventFilter(QObject* watched, QEvent* event)
-{
-    if (watched == ui->taskTable && event->type() == QEvent::KeyPress
-        && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Delete) {
-        deleteSelectedTasks();
-        return true;
-    }
-    return QMainWindow::eventFilter(watched, event);
-}

@@ -13,6 +13,8 @@
 #include <memory>
 
 class LicenseCheck;
+class QThread;
+class UDSComboLUTTask;
 class RunnableTaskBase;
 class QTableWidgetItem;
 
@@ -42,7 +44,13 @@ public:
 public slots:
     void newChecksumTask();
     void newChecksumTaskWithFiles(QList<QUrl> urls);
+    void newWvcJp2Task();
+    void newWvcJp2TaskWithFiles(QList<QUrl> urls);
+    void newUdsTask();
+    void newUdsTaskWithFiles(QList<QUrl> urls);
     void loadXmlTask();
+    void newUploadTask();
+    void newUploadTaskWithFiles(QList<QUrl> urls);
     void newCheckTask();
     void newCheckTaskWithFiles(QList<QUrl> urls);
     void newDiskSpeedTask();
@@ -96,12 +104,23 @@ private:
     void disableActionsWithoutCommand();
     void licenseCheckFinished(bool valid, const QString& text);
     void addChecksumTasks(const QStringList& files);
+    void setupFileIntake();
+    // Turns a drop into a job, a wizard or a refusal; returns a job read from a dropped document.
+    RunnableTaskBase* takeDroppedFiles(const QList<QUrl>& urls);
+    void askWhatToDoWith(const QList<QUrl>& urls);
+    void runCompressionWizard(const QStringList& files);
+    // The converter's colour tables are asked for once, on a thread of their own, for every
+    // conversion wizard of the session.
+    void startLookupTableQuery();
+    void stopLookupTableQuery();
 
     Ui::Kartopress* ui;
     std::unique_ptr<QSettings> settings;
     QSystemTrayIcon* trayIcon = nullptr;
     QString newUdsToolTip;
     LicenseCheck* licenseCheck = nullptr;
+    UDSComboLUTTask* lookupTables = nullptr;
+    QThread* lookupTableThread = nullptr;
     bool endOfRunNoticeDue = false;
     bool licenseValid = false;
     QString licenseText;
