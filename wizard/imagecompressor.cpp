@@ -6,6 +6,7 @@
 #include <QThread>
 
 #include "compression/compressiontask.h"
+#include "compression/metadata.h"
 #include "core/appconstants.h"
 #include "core/platform.h"
 #include "core/settings.h"
@@ -56,6 +57,10 @@ ImageCompressor::ImageCompressor(const CompressionLicense& license, QWidget* par
     setupInputList();
     setupOptions();
     connectOptions();
+    connectResize();
+    connectPolygons();
+    // Stored values stand until the dialog is accepted; whether jobs get them is decided per job.
+    metaData = MetaData::storedMetaData();
     connect(this, &QWizard::currentIdChanged, this, &ImageCompressor::pageChanged);
 
     const QRect geometry = settings->value(Keys::Geometry).toRect();
@@ -148,11 +153,11 @@ bool ImageCompressor::validateCurrentPage()
         applyCompressionMode();
         return true;
     case InputPage:
+        return validateInputPage();
     case OptionsPage:
+        return validateOptionsPage();
     case OpacityPage:
-        // Seam: the ordered checks of these pages (inputs, output names, opacity and resize)
-        // belong to output validation, which is not built yet; until then every entry passes.
-        return true;
+        return validateOpacityPage();
     case FinishPage:
         return true;
     default:
@@ -178,8 +183,7 @@ void ImageCompressor::pageChanged(int id)
     if (id == InputPage) {
         mapView->zoomToProjectExtent();
     } else if (id == FinishPage) {
-        // Seam: job generation fills generatedJobs and the summary text here. Until it exists
-        // the summary stays empty and Finish hands back no job.
+        updateSummary();
     }
 }
 

@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QList>
 #include <QSettings>
+#include <QSizeF>
 #include <QStringList>
 #include <QVariant>
 #include <QWizard>
@@ -31,7 +32,9 @@ namespace TSR::ImageCompressor::API {
 // compression jobs. Its state lives in the named widgets of its form and in the few members below;
 // the source is split by concern: imagecompressor.cpp (life cycle, pages, settings),
 // imagecompressormodes.cpp, imagecompressorinputs.cpp, imagecompressorlist.cpp,
-// imagecompressorepsg.cpp, imagecompressoroptions.cpp and imagecompressortemplates.cpp.
+// imagecompressorepsg.cpp, imagecompressoroptions.cpp, imagecompressortemplates.cpp,
+// imagecompressorsize.cpp, imagecompressorpolygons.cpp, imagecompressorvalidation.cpp,
+// imagecompressorjobs.cpp and imagecompressorsummary.cpp.
 class ImageCompressor : public QWizard
 {
     Q_OBJECT
@@ -86,6 +89,29 @@ public:
 
     static const QStringList supportedExtensions;
 
+    // Validation and the update region.
+    // The warning for an update that covers `ratio` of the file; empty when there is none.
+    static QString updatedRegionWarning(double ratio);
+    QString updatedRegionWarning() const { return updatedRegionWarning(updatedRegionRatio); }
+    void calculateUpdatedRegion(const QStringList& inputs, const QString& updateFilePath);
+    static const QList<QChar>& invalidFilenameCharacters();
+
+    // Jobs and the summary.
+    void generateJobs();
+    void addCompressionJob(const QStringList& inputs, const ClipInfoPtr& polygon, const TSR::CString& srs);
+    void applyJobOptions(CompressionTask* task, const ClipInfoPtr& polygon);
+    QString polygonAttributeValue(const ClipInfoPtr& polygon) const;
+    void updateSummary();
+
+    // Sizes and polygons.
+    QSizeF defaultCellSize(bool silent);
+    void updateMosaicSize();
+    void calculateProjectSize();
+    void cutPolygonToDataset(ICompressionUtil& util, const std::string& path, const DatasetMetadata& metadata,
+                             const ExtractedFeatureClipInfo& box, const ClipInfoPtr& clone);
+    void buildClipLists();
+    void choosePolygons();
+
 private:
     // Life cycle and pages (imagecompressor.cpp).
     void readSettings();
@@ -112,7 +138,8 @@ private:
     void clearDatasets();
     bool validateSelectedPolygons(QString& message);
     void dropPolygonSelection();
-    void redrawClipRectangle();
+    // Mosaic mode only, unless `anyMosaic` lets mosaic to many show its first region too.
+    void redrawClipRectangle(bool anyMosaic = false);
     void redrawFreshMap();
     bool dropOnInputList(const QList<QUrl>& urls);
     bool dropOnShapefile(const QList<QUrl>& urls);
@@ -124,6 +151,32 @@ private:
     void refreshMemoryLabels();
     void editMetaData();
     void editJp2Options();
+
+    // Validation (imagecompressorvalidation.cpp).
+    bool validateInputPage();
+    bool validateOptionsPage();
+    bool validateOpacityPage();
+    bool checkOutputNames(const QStringList& names);
+    bool licenseAllowsSize(quint64 pixels);
+
+    // Sizes (imagecompressorsize.cpp).
+    void connectResize();
+    void resizeClicked(bool checked);
+    void useNativeCellSize();
+    void cellSizeEdited(bool fromX, const QString& text);
+    void cellSizeReturnPressed();
+    void showMosaicSize();
+    void showDimensions(quint32 width, quint32 height);
+    void clearSizeLabels();
+    void checkOutputSize();
+    static QString gigapixelText(double gigapixels);
+    bool hasClipRegion() const;
+
+    // Polygons (imagecompressorpolygons.cpp).
+    void connectPolygons();
+    void chooseShapefile();
+    void chooseUpdateFile();
+    void clearPolygonChoice();
 
     // Templates (imagecompressortemplates.cpp).
     void setupTemplateMenu();

@@ -10,6 +10,7 @@
 #include <QMessageBox>
 
 #include "core/appconstants.h"
+#include "core/filetypes.h"
 #include "map/geomapview.h"
 #include "ui_imagecompressor.h"
 #include "wizard/imagecompressor.h"
@@ -32,16 +33,31 @@ QString joinBackwards(const QStringList& names)
 
 bool isSupported(const QFileInfo& file)
 {
-    return ImageCompressor::supportedExtensions.contains(file.suffix().toLower());
+    return FileTypes::rasterSuffixes().contains(file.suffix().toLower());
 }
 
-}  // namespace
+// The progress dialog lets events through at every step, and a list and a map repainted with each
+// of thousands of new rows would cost more than reading the files; they are drawn once, after.
+class PaintFreeze
+{
+public:
+    explicit PaintFreeze(std::initializer_list<QWidget*> widgets) : widgets(widgets)
+    {
+        for (QWidget* widget : widgets)
+            widget->setUpdatesEnabled(false);
+    }
+    ~PaintFreeze()
+    {
+        for (QWidget* widget : widgets)
+            widget->setUpdatesEnabled(true);
+    }
+    Q_DISABLE_COPY(PaintFreeze)
 
-const QStringList ImageCompressor::supportedExtensions = {
-    QStringLiteral("wvc"), QStringLiteral("jp2"), QStringLiteral("tif"),  QStringLiteral("tiff"), QStringLiteral("alg"),
-    QStringLiteral("ers"), QStringLiteral("sid"), QStringLiteral("img"),  QStringLiteral("vrt"),  QStringLiteral("jpg"),
-    QStringLiteral("ntf"), QStringLiteral("rbd"), QStringLiteral("webp"), QStringLiteral("png"),  QStringLiteral("gpkg"),
-    QStringLiteral("mrf"), QStringLiteral("mbtiles")};
+private:
+    std::vector<QWidget*> widgets;
+};
+
+}  // namespace
 
 QStringList ImageCompressor::inputFiles() const
 {
@@ -126,6 +142,7 @@ bool ImageCompressor::addDataset(const QFileInfo& file, QString& duplicate, QStr
 int ImageCompressor::addFiles(const QStringList& paths)
 {
     ScanProgressDialog dialog(tr("Validating and reading image metadata..."), this);
+    const PaintFreeze freeze{ui->inputListWidget, ui->geoViewMap};
     QStringList duplicates, mismatches, errors;
     QString clipMessage;
     int added = 0;
@@ -162,6 +179,7 @@ int ImageCompressor::addFiles(const QStringList& paths)
 void ImageCompressor::addFolder(const QString& directory)
 {
     ScanProgressDialog dialog(tr("Validating and reading image metadata..."), this);
+    const PaintFreeze freeze{ui->inputListWidget, ui->geoViewMap};
     QString folder = directory;
     if (!folder.endsWith(QLatin1Char('/')))
         folder += QLatin1Char('/');
@@ -172,8 +190,7 @@ void ImageCompressor::addFolder(const QString& directory)
     QDirIterator walk(directory, QDir::AllEntries | QDir::NoDotAndDotDot,
                       recursive ? QDirIterator::Subdirectories : QDirIterator::NoIteratorFlags);
     while (walk.hasNext()) {
-        const QString path = walk.next();
-        qDebug() << "Adding from folder:" << path;
+        walk.next();
         const QFileInfo file = walk.fileInfo();
         if (file.isDir())
             continue;
@@ -355,20 +372,6 @@ void ImageCompressor::updateNumFilesLabel()
     ui->numFilesLabel->setText(QStringLiteral("%1,").arg(ui->inputListWidget->count()));
 }
 
-bool ImageCompressor::validateSelectedPolygons(QString& /*message*/)
-{
-    if (ui->shapefileClipLineEdit->text().isEmpty()) {
-        selectedFeatures.clear();
-        mergedPolygons.clear();
-        datasetPolygons.clear();
-        return true;
-    }
-    // Seam: a standing polygon choice is checked again against the grown or shrunk list by
-    // polygon selection, which is not built yet. Nothing can select a polygon before it is, so
-    // a choice always stands here.
-    return true;
-}
-
 void ImageCompressor::dropPolygonSelection()
 {
     if (!selectedFeatures.empty())
@@ -381,9 +384,10 @@ void ImageCompressor::dropPolygonSelection()
     }
 }
 
-void ImageCompressor::redrawClipRectangle()
+void ImageCompressor::redrawClipRectangle(bool anyMosaic)
 {
-    if (compressionMode != MosaicMode || ui->inputListWidget->count() == 0
+    const bool mosaic = compressionMode == MosaicMode || (anyMosaic && compressionMode == MosaicToManyMode);
+    if (!mosaic || ui->inputListWidget->count() == 0
         || ui->shapefileClipLineEdit->text().isEmpty() || mergedPolygons.empty() || !mergedPolygons.front())
         return;
     const ExtractedFeatureClipInfo& region = *mergedPolygons.front();

@@ -49,6 +49,7 @@ void ImageCompressor::applyCompressionMode()
     ui->statsCheckBox->setToolTip(
         update ? tr("Warning: Disabling statistics generation will mean existing statistics are not recalculated with the updated area.")
                : tr(statsToolTip));
+    ui->fieldNamecomboBox->setEnabled(compressionMode == MosaicToManyMode);
     if (mosaic)
         ui->fieldNamecomboBox->setToolTip(tr("This field is enabled only for mosaic to many mode and disabled otherwise."));
     else if (compressionMode == MosaicToManyMode)

@@ -4,6 +4,8 @@
 #include <QFileDialog>
 #include <QListWidget>
 
+#include "compression/jp2options.h"
+#include "compression/metadata.h"
 #include "core/formatbytes.h"
 #include "core/tempdirectorymenu.h"
 #include "ui_imagecompressor.h"
@@ -100,13 +102,17 @@ void ImageCompressor::applyFormat(const QString& format)
 
 void ImageCompressor::editMetaData()
 {
-    // Seam: the metadata dialog opens here, and an accepted dialog replaces metaData.
+    MetaData dialog(this);
+    // A refused dialog leaves the wizard's metadata as it was.
+    if (dialog.exec() == QDialog::Accepted)
+        metaData = dialog.metaData();
 }
 
 void ImageCompressor::editJp2Options()
 {
-    // Seam: the JPEG 2000 options dialog opens here; accepted it replaces jp2Options, refused it
-    // empties them.
+    Jp2Options dialog(this);
+    // Deliberate: unlike the metadata, Cancel also discards what an earlier visit chose.
+    jp2Options = dialog.exec() == QDialog::Accepted ? dialog.options() : Jp2Options::JP2EncodeOptionsHash();
 }
 
 }  // namespace TSR::ImageCompressor::API
