@@ -10,6 +10,7 @@
 #include "core/appconstants.h"
 #include "ui_polygonselector.h"
 #include "wizard/dataset/compressionutilfactory.h"
+#include "wizard/scanprogressdialog.h"
 
 using namespace TSR::ImageCompressor::API;
 
@@ -18,10 +19,15 @@ namespace {
 // Where a row's first cell keeps the record's index in `polygons`, so that sorting the table never
 // loses which record a row stands for.
 constexpr int RecordIndexRole = Qt::UserRole + 1;
+// Cells show numbers as text with a fixed number of decimals, but sort by their values, so that
+// 10.5 comes after 9.5 and feature 10 after feature 9.
+constexpr int SortRole = Qt::UserRole + 2;
 
-QStandardItem* textItem(const QString& text)
+QStandardItem* cell(const QVariant& shown, const QVariant& sortKey)
 {
-    auto* item = new QStandardItem(text);
+    auto* item = new QStandardItem;
+    item->setData(shown, Qt::DisplayRole);
+    item->setData(sortKey, SortRole);
     item->setEditable(false);
     return item;
 }
@@ -43,6 +49,7 @@ PolygonSelector::PolygonSelector(QWidget* parent)
     setWindowIcon(QIcon(QStringLiteral(":/ImageCompressor/Resources/tws.png")));
     setWindowFlags((windowFlags() & ~Qt::WindowContextHelpButtonHint) | Qt::WindowMinimizeButtonHint
                    | Qt::WindowMaximizeButtonHint);
+    model->setSortRole(SortRole);
     ui->tableView->setModel(model);
     connect(ui->buttonBox, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(ui->buttonBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
@@ -73,6 +80,8 @@ bool PolygonSelector::load(const QString& shapefile, const DatasetScanResult& sc
         return false;
     const QString title = AppConstants::ApplicationName;
     try {
+        // The search has no progress to report; the dialog only says why the window is blocked.
+        ScanProgressDialog progress(tr("Looking for polygons that meet the input datasets..."), parentWidget());
         auto factory = std::make_shared<CompressionUtilFactory>();
         std::shared_ptr<ICompressionUtil> util;
         factory->GetCompressionUtil(util);
@@ -117,18 +126,14 @@ void PolygonSelector::fillTable()
     for (std::size_t index = 0; index < polygons.size(); ++index) {
         const ExtractedFeatureClipInfo& polygon = *polygons[index];
         QList<QStandardItem*> row;
-        // A number, not its text, so that feature 10 sorts after feature 9.
-        auto* id = new QStandardItem;
-        id->setData(polygon.FeatureId, Qt::DisplayRole);
-        id->setData(int(index), RecordIndexRole);
-        id->setEditable(false);
-        row << id;
+        row << cell(polygon.FeatureId, polygon.FeatureId);
+        row.front()->setData(int(index), RecordIndexRole);
         for (const auto& attribute : polygon.StringAttributes)
-            row << textItem(QString::fromStdString(attribute.second));
+            row << cell(QString::fromStdString(attribute.second), QString::fromStdString(attribute.second));
         for (const auto& attribute : polygon.RealAttributes)
-            row << textItem(QString::number(attribute.second, 'f', 4));
+            row << cell(QString::number(attribute.second, 'f', 4), attribute.second);
         for (const auto& attribute : polygon.IntegerAttributes)
-            row << textItem(QString::number(attribute.second));
+            row << cell(QString::number(attribute.second), attribute.second);
         model->appendRow(row);
     }
     ui->tableView->sortByColumn(0, Qt::AscendingOrder);
