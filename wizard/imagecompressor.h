@@ -87,8 +87,6 @@ public:
     void applyFormat(const QString& format);
     QString makeOutputFilename(const QString& inputFile, const QString& appendName) const;
 
-    static const QStringList supportedExtensions;
-
     // Validation and the update region.
     // The warning for an update that covers `ratio` of the file; empty when there is none.
     static QString updatedRegionWarning(double ratio);

@@ -10,6 +10,7 @@
 #include <QMessageBox>
 #include <QMimeData>
 
+#include "core/filetypes.h"
 #include "map/geomapview.h"
 #include "ui_imagecompressor.h"
 #include "wizard/imagecompressor.h"
@@ -19,12 +20,14 @@ namespace TSR::ImageCompressor::API {
 void ImageCompressor::setupInputList()
 {
     imageFileFilter = QStringLiteral("Image Files (");
-    for (const QString& suffix : supportedExtensions)
+    for (const QString& suffix : FileTypes::rasterSuffixes())
         imageFileFilter += QStringLiteral("*.") + suffix + QLatin1Char(' ');
     imageFileFilter += QStringLiteral(") ;; All files (*.*)");
     shapeFileFilter = QStringLiteral("Shape Files (*.shp) ;; All files (*.*)");
 
     QListWidget* list = ui->inputListWidget;
+    // Every row is one line of text, so the view need not measure each of thousands of rows.
+    list->setUniformItemSizes(true);
     // Deliberate: the two drop targets are told apart by these object names, which read like
     // settings keys but are none.
     list->setObjectName(QStringLiteral("Gui/FileInputList"));

@@ -215,6 +215,12 @@ void TestGdalRasters::measuresWideExtents_data()
         << azimuthalArea(32660, {500000, 5500000, 300000, 200000}, 50.5, 179) << "177.00 49.58 181.31 51.45";
     QTest::newRow("overlap counts once") << 4326 << "" << QVector<QRectF>{{10, 45, 1, 1}, {10.5, 45, 1, 1}}
                                          << none << bandArea(45, 46, 10, 11.5) << "10.00 45.00 11.00 46.00";
+    QVector<QRectF> ring;  // eight tiles round an empty one: the merged outline has a hole
+    for (int i = 0; i < 9; ++i)
+        if (i != 4)
+            ring.append(QRectF(10 + i % 3, 45 + i / 3, 1, 1));
+    QTest::newRow("tiles round a gap") << 4326 << "" << ring << none
+                                       << bandArea(45, 48, 10, 13) - bandArea(46, 47, 11, 12) << "10.00 45.00 11.00 46.00";
     QTest::newRow("clipped to a region") << 4326 << "" << QVector<QRectF>{{10, 45, 1, 1}} << QRectF(10.25, 44, 0.5, 1.5)
                                          << bandArea(45, 45.5, 10.25, 10.75) << "10.00 45.00 11.00 46.00";
     QTest::newRow("override PROJ does not know")

@@ -10,6 +10,8 @@ class GDALDataset;
 class OGRFeature;
 class OGRGeometry;
 class OGRLayer;
+class OGRLinearRing;
+class OGRPolygon;
 class OGRSpatialReference;
 
 namespace TSR::ImageCompressor::API {
@@ -78,6 +80,10 @@ private:
     // -180..180 when it crosses the antimeridian, closed along the pole when it holds one. Empty
     // for an unknown reference or an invalid extent.
     GeometryPtr geographicFootprint(const DatasetMetadata& metadata, int epsg);
+    // The same for a polygon in `epsg`, holes included; its edges are cut into pieces of a 64th of
+    // its larger side on the way.
+    GeometryPtr geographicShape(const OGRPolygon& native, int epsg);
+    GeometryPtr geographicRing(const OGRLinearRing& native, int epsg, double step);
     // Throws, naming what would read it, when the file is there but no driver knows its format.
     static void requireReadableFormat(const std::string& path);
     static GeometryPtr box(double minX, double minY, double maxX, double maxY);

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <map>
 #include <memory>
 
 #include "wizard/dataset/gdal/gdalerrorscope.h"
@@ -113,21 +114,47 @@ GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicFootprint(const 
 {
     if (!validExtent(metadata) || epsg <= 0 || !transforms->isKnown(epsg))
         return GeometryPtr();
-    const double width = metadata.MaxX - metadata.MinX;
-    const double height = metadata.MaxY - metadata.MinY;
+    const GeometryPtr native = box(metadata.MinX, metadata.MinY, metadata.MaxX, metadata.MaxY);
+    return geographicShape(*native->toPolygon(), epsg);
+}
+
+GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicShape(const OGRPolygon& native, int epsg)
+{
+    OGREnvelope extent;
+    native.getEnvelope(&extent);
+    const double step = std::max(extent.MaxX - extent.MinX, extent.MaxY - extent.MinY) / edgePoints;
+    GeometryPtr shape = geographicRing(*native.getExteriorRing(), epsg, step);
+    if (!shape || native.getNumInteriorRings() == 0)
+        return shape;
+    std::vector<GeometryPtr> holes;
+    for (int i = 0; i < native.getNumInteriorRings(); ++i) {
+        if (GeometryPtr hole = geographicRing(*native.getInteriorRing(i), epsg, step))
+            holes.push_back(std::move(hole));
+    }
+    if (GeometryPtr cut = unionOf(holes)) {
+        GdalErrorScope errors;
+        shape.reset(shape->Difference(cut.get()));
+    }
+    return shape;
+}
+
+GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicRing(const OGRLinearRing& native, int epsg,
+                                                                     double step)
+{
+    // Edges are cut into short pieces first: a straight edge of a projected box is a long curve
+    // in geographic coordinates, near a pole above all.
+    OGRLinearRing dense(native);
+    if (step > 0.0)
+        dense.segmentize(step);
     std::vector<double> x, y;
-    x.reserve(4 * edgePoints);
-    y.reserve(4 * edgePoints);
-    const auto edge = [&](double x0, double y0, double dx, double dy) {
-        for (int i = 0; i < edgePoints; ++i) {
-            x.push_back(x0 + dx * i / edgePoints);
-            y.push_back(y0 + dy * i / edgePoints);
-        }
-    };
-    edge(metadata.MinX, metadata.MinY, width, 0.0);
-    edge(metadata.MaxX, metadata.MinY, 0.0, height);
-    edge(metadata.MaxX, metadata.MaxY, -width, 0.0);
-    edge(metadata.MinX, metadata.MaxY, 0.0, -height);
+    x.reserve(std::size_t(dense.getNumPoints()));
+    y.reserve(std::size_t(dense.getNumPoints()));
+    // The closing point repeats the first and is left out, so a ring round a pole ends where the
+    // turn shows.
+    for (int i = 0; i + 1 < dense.getNumPoints(); ++i) {
+        x.push_back(dense.getX(i));
+        y.push_back(dense.getY(i));
+    }
     std::vector<int> success(x.size(), TRUE);
     if (epsg != geographicEPSG) {
         GdalErrorScope errors;
@@ -173,9 +200,12 @@ GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicFootprint(const 
     if (!owner)
         return GeometryPtr();
 
-    // Cut into whole turns of longitude and bring each piece into -180..180.
+    // Cut into whole turns of longitude and bring each piece into -180..180; most shapes lie
+    // there already and need no overlay.
     OGREnvelope envelope;
     owner->getEnvelope(&envelope);
+    if (envelope.MinX >= -180.0 && envelope.MaxX <= 180.0)
+        return owner;
     std::vector<GeometryPtr> pieces;
     for (double shift = 360.0 * std::floor((envelope.MinX + 180.0) / 360.0); shift - 180.0 < envelope.MaxX;
          shift += 360.0) {
@@ -199,21 +229,41 @@ void GdalCompressionUtil::ComputeActiveArea(const DatasetMetadataMap& datasets,
     if (progress)
         progress(0.0);
 
-    // Overlaps are merged in geographic coordinates and the result measured on the ellipsoid, so
-    // no projection has to suit the whole set: it may span the world, a pole or the antimeridian.
-    std::vector<GeometryPtr> footprints;
-    footprints.reserve(datasets.size());
+    // The boxes of one reference are merged where they are exact, in that reference, where tiles
+    // that touch share their edges; only the merged outlines go to geographic coordinates, where
+    // the shapes of every reference are merged and measured on the ellipsoid. So no projection has
+    // to suit the whole set: it may span the world, a pole or the antimeridian.
+    std::map<int, std::vector<GeometryPtr>> boxes;
     int commonEPSG = 0;
     std::size_t done = 0;
     for (const auto& entry : datasets) {
-        const int epsg = effectiveEPSG(entry.second);
-        if (GeometryPtr shape = geographicFootprint(entry.second, epsg)) {
-            footprints.push_back(std::move(shape));
+        const DatasetMetadata& metadata = entry.second;
+        const int epsg = effectiveEPSG(metadata);
+        if (validExtent(metadata) && epsg > 0 && transforms->isKnown(epsg)) {
+            boxes[epsg].push_back(box(metadata.MinX, metadata.MinY, metadata.MaxX, metadata.MaxY));
             if (commonEPSG == 0)
                 commonEPSG = epsg;
         }
         if (progress)
-            progress(70.0 * double(++done) / double(datasets.size()));
+            progress(35.0 * double(++done) / double(datasets.size()));
+    }
+    std::vector<GeometryPtr> footprints;
+    for (auto& group : boxes) {
+        GeometryPtr merged = unionOf(group.second);
+        const auto addShape = [&](const OGRGeometry* part) {
+            if (part && wkbFlatten(part->getGeometryType()) == wkbPolygon) {
+                if (GeometryPtr shape = geographicShape(*part->toPolygon(), group.first))
+                    footprints.push_back(std::move(shape));
+            }
+        };
+        if (merged && wkbFlatten(merged->getGeometryType()) == wkbPolygon) {
+            addShape(merged.get());
+        } else if (merged) {
+            for (const OGRGeometry* part : *merged->toGeometryCollection())
+                addShape(part);
+        }
+        if (progress)
+            progress(70.0);
     }
     GeometryPtr covered = unionOf(footprints);
     if (progress)
