@@ -47,7 +47,7 @@ UDSCompressorWizard::UDSCompressorWizard(UDSComboLUTTask* lookupTables, QWidget*
     ui->inputFileLineEdit->setText(settings->value(InputFile, QString()).toString());
     ui->outputFileLineEdit->setText(settings->value(OutputFilename, QString()).toString());
     ui->tempDirLineEdit->setText(
-        settings->value(TempDirectory, QStandardPaths::writableLocation(QStandardPaths::TempLocation)).toString());
+        settings->value(TempDirectorySetting, QStandardPaths::writableLocation(QStandardPaths::TempLocation)).toString());
     ui->convertThreadSpinner->setValue(settings->value(ConvertThreads, 0).toInt());
     ui->readThreadSpinner->setValue(settings->value(ReadThreads, 0).toInt());
     // A machine whose memory cannot be read leaves the spinner at its minimum alone.
@@ -76,7 +76,7 @@ UDSCompressorWizard::~UDSCompressorWizard()
     using namespace PointCloudSettings;
     settings->setValue(InputFile, ui->inputFileLineEdit->text());
     settings->setValue(OutputFilename, ui->outputFileLineEdit->text());
-    settings->setValue(TempDirectory, ui->tempDirLineEdit->text());
+    settings->setValue(TempDirectorySetting, ui->tempDirLineEdit->text());
     settings->setValue(ConvertThreads, ui->convertThreadSpinner->value());
     settings->setValue(ReadThreads, ui->readThreadSpinner->value());
     settings->setValue(MemoryTarget, ui->targetMemorySpinner->value());

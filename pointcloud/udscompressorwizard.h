@@ -14,12 +14,11 @@ namespace Ui {
 class UDSCompressorWizard;
 }
 
-// The settings of the point cloud conversion wizard. The temp directory is shared with the
-// compression wizard, so both offer the directory last chosen in either.
+// The settings of the point cloud conversion wizard; the temp directory's is shared with the
+// compression wizard (TempDirectorySetting).
 namespace PointCloudSettings {
 constexpr QLatin1String InputFile("Gui/PointCloudInputFile");
 constexpr QLatin1String OutputFilename("Gui/PointCloudOutputFilename");
-constexpr QLatin1String TempDirectory("Gui/TempDirectory");
 constexpr QLatin1String ConvertThreads("Gui/PointCloudConvertThreads");
 constexpr QLatin1String ReadThreads("Gui/PointCloudReadThreads");
 constexpr QLatin1String MemoryTarget("Gui/PointCloudMemoryTarget");

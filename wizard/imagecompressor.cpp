@@ -10,6 +10,7 @@
 #include "core/appconstants.h"
 #include "core/platform.h"
 #include "core/settings.h"
+#include "core/tempdirectorymenu.h"
 #include "map/geomapview.h"
 #include "ui_imagecompressor.h"
 #include "wizard/imagecompressorsettings.h"
@@ -87,7 +88,7 @@ void ImageCompressor::readSettings()
     outputFilename = settings->value(Keys::LastOutputFilename, QStringLiteral("$(FILENAME).$(SRCEXT)")).toString();
     outputDirectory = settings->value(Keys::LastOutputDirectory, temp).toString();
     updateFile = settings->value(Keys::LastUpdateFile).toString();
-    tempDirectory = settings->value(Keys::TempDirectory, temp).toString();
+    tempDirectory = settings->value(TempDirectorySetting, temp).toString();
     ui->outputDirLineEdit->setText(outputDirectory);
     ui->outputFilenameTemplateTextEdit->setText(outputFilename);
     ui->tempDirEdit->setText(tempDirectory);
@@ -120,7 +121,7 @@ void ImageCompressor::writeSettings()
     settings->setValue(Keys::LastOutputFilename, ui->outputFilenameTemplateTextEdit->text());
     settings->setValue(Keys::LastOutputDirectory, ui->outputDirLineEdit->text());
     settings->setValue(Keys::LastUpdateFile, updateFile);
-    settings->setValue(Keys::TempDirectory, ui->tempDirEdit->text());
+    settings->setValue(TempDirectorySetting, ui->tempDirEdit->text());
     settings->setValue(Keys::OutputFormat, ui->fileFormat->currentIndex());
     settings->setValue(Keys::ColorSpace, ui->colorSpace->currentIndex());
     settings->setValue(Keys::BitdepthOverride, ui->outputBitDepthOverride->value());

@@ -11,7 +11,6 @@ constexpr QLatin1String LastInputDirectory("Gui/LastInputDirectory");
 constexpr QLatin1String LastOutputFilename("Gui/LastOutputFilename");
 constexpr QLatin1String LastOutputDirectory("Gui/LastOutputDirectory");
 constexpr QLatin1String LastUpdateFile("Gui/LastUpdateFile");
-constexpr QLatin1String TempDirectory("Gui/TempDirectory");
 constexpr QLatin1String OutputFormat("Gui/OutputFormat");
 constexpr QLatin1String ColorSpace("Gui/ColorSpace");
 constexpr QLatin1String BitdepthOverride("Gui/BitdepthOverride");
