@@ -1,8 +1,6 @@
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QTableWidget>
 #include <QTemporaryDir>
-#include <QThreadPool>
 #include <QtTest>
 #include <csignal>
 #include <memory>
@@ -10,21 +8,13 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "app/kartopress.h"
 #include "compression/compressiontask.h"
-#include "tests/support/modalanswerer.h"
-#include "tests/support/settingssandbox.h"
 #include "tests/support/testfiles.h"
 #include "tests/tools/toolfixtures.h"
 
 using namespace ToolFixtures;
 
 namespace {
-
-bool withoutTray()
-{
-    return false;
-}
 
 // A whole image of `height` rows that all read `row`.
 QVector<int> rows(const QVector<int>& row, int height)
@@ -77,7 +67,6 @@ private slots:
     void badJobs_data();
     void badJobs();
     void fullDiskRemovesPartialOutput();
-    void queueRunsACompression();
 
 private:
     QString path(const QString& name) const { return dir->filePath(name); }
@@ -349,26 +338,6 @@ void TestImageCompressor::fullDiskRemovesPartialOutput()
     QVERIFY2(tool.readAllStandardError().startsWith("ERROR: output path '" + output.toUtf8() + "': encoding failed: "),
              "no encoding failure reported");
     QVERIFY(!QFileInfo::exists(output));
-}
-
-void TestImageCompressor::queueRunsACompression()
-{
-    SettingsSandbox sandbox;
-    Kartopress::systemTrayAvailable = &withoutTray;
-    Kartopress window;
-    const QStringList inputs{path(QStringLiteral("west.tif")), path(QStringLiteral("east.tif"))};
-    writeRaster(inputs[0], 300, 200, 3, 500000.0, 4000000.0, 2.0, [](int band, int x, int y) { return (x + y * band) % 256; });
-    writeRaster(inputs[1], 300, 200, 3, 500400.0, 4000000.0, 2.0, [](int band, int x, int y) { return (x * band + y) % 256; });
-    CompressionTask* job = wizardJob(inputs, path(QStringLiteral("both.jp2")));
-    window.addTasks({job});
-
-    ModalAnswerer endOfRun({ModalAnswerer::button(QMessageBox::Ok)});
-    window.start();
-    auto* table = window.findChild<QTableWidget*>(QStringLiteral("NAME_TASK_INPUT_LIST"));
-    QTRY_COMPARE_WITH_TIMEOUT(table->item(0, 3)->text(), QStringLiteral("Succeeded"), 120000);
-    QTRY_VERIFY2(endOfRun.done(), qPrintable(endOfRun.report()));
-    QThreadPool::globalInstance()->waitForDone();
-    QCOMPARE(describe(path(QStringLiteral("both.jp2"))), QStringLiteral("500x200x3 at (500000.0, 4000000.0) cell 2 EPSG:32633"));
 }
 
 QTEST_MAIN(TestImageCompressor)
