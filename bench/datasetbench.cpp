@@ -43,23 +43,6 @@ double interfaceRound(const std::vector<std::wstring>& files, double& checksum)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-double bareRound(const std::vector<std::string>& files, double& checksum)
-{
-    const auto start = std::chrono::steady_clock::now();
-    for (const std::string& file : files) {
-        GDALDatasetH dataset = GDALOpen(file.c_str(), GA_ReadOnly);
-        if (!dataset)
-            continue;
-        double transform[6];
-        GDALGetGeoTransform(dataset, transform);
-        OGRSpatialReferenceH reference = GDALGetSpatialRef(dataset);
-        const char* code = reference ? OSRGetAuthorityCode(reference, nullptr) : nullptr;
-        checksum += transform[0] + (code ? std::atoi(code) : 0);
-        GDALClose(dataset);
-    }
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 }  // namespace
 
 int main(int argc, char** argv)
@@ -97,12 +80,12 @@ int main(int argc, char** argv)
         // state; the interface starts from a fresh factory state, as a new wizard session would.
         CompressionUtilFactory::Shutdown();
         double checksum = 0.0;
-        bareRound(files, checksum);
+        tiles::bareHeaderRound(files, checksum);
         interfaceRound(wideFiles, checksum);
         double bestBare = 1e30;
         double bestInterface = 1e30;
         for (int round = 0; round < 3; ++round) {
-            bestBare = std::min(bestBare, bareRound(files, checksum));
+            bestBare = std::min(bestBare, tiles::bareHeaderRound(files, checksum));
             bestInterface = std::min(bestInterface, interfaceRound(wideFiles, checksum));
         }
         const char* kind = custom ? "site_grid" : "epsg_coded";

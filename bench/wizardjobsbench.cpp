@@ -79,22 +79,14 @@ bool makeParcels(const std::string& path, int tileCount, int count)
 
 double bareRound(const QStringList& files)
 {
-    const auto start = Clock::now();
+    std::vector<std::string> paths;
+    for (const QString& file : files)
+        paths.push_back(file.toStdString());
     double checksum = 0.0;
-    for (const QString& file : files) {
-        GDALDatasetH dataset = GDALOpen(file.toUtf8().constData(), GA_ReadOnly);
-        if (!dataset)
-            continue;
-        double transform[6];
-        GDALGetGeoTransform(dataset, transform);
-        OGRSpatialReferenceH reference = GDALGetSpatialRef(dataset);
-        const char* code = reference ? OSRGetAuthorityCode(reference, nullptr) : nullptr;
-        checksum += transform[0] + (code ? std::atoi(code) : 0);
-        GDALClose(dataset);
-    }
+    const double seconds = tiles::bareHeaderRound(paths, checksum);
     if (checksum == 0.0)
         std::fprintf(stderr, "no file was read\n");
-    return since(start);
+    return seconds;
 }
 
 // Chooses every row of the polygon dialog and accepts it; any other box is answered with its

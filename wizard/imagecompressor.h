@@ -125,6 +125,8 @@ private:
     void clearClipState();
     void calculateActiveArea();
     void ensureActiveArea();
+    // Measures the datasets' area, or shows none when there are no datasets.
+    void updateActiveArea();
     void refreshActiveAreaLabel();
 
     // Input list (imagecompressorinputs.cpp, imagecompressorlist.cpp).

@@ -269,14 +269,8 @@ void ImageCompressor::refreshListStatus()
         list->item(0)->setSelected(true);
         showSelectedEPSG(false);
     }
-    if (compressionMode == MosaicMode) {
-        if (!scanResult.Datasets.empty()) {
-            calculateActiveArea();
-        } else {
-            activeArea = 0.0;
-            refreshActiveAreaLabel();
-        }
-    }
+    if (compressionMode == MosaicMode)
+        updateActiveArea();
 }
 
 void ImageCompressor::removeSelectedDatasets()
@@ -306,14 +300,8 @@ void ImageCompressor::removeSelectedDatasets()
         ui->EPSGLineEdit->clear();
     }
     updateNumFilesLabel();
-    if (compressionMode == MosaicMode) {
-        if (!scanResult.Datasets.empty()) {
-            calculateActiveArea();
-        } else {
-            activeArea = 0.0;
-            refreshActiveAreaLabel();
-        }
-    }
+    if (compressionMode == MosaicMode)
+        updateActiveArea();
 }
 
 void ImageCompressor::rescanDatasets()

@@ -145,6 +145,11 @@ void ImageCompressor::ensureActiveArea()
 {
     if (compressionMode != MosaicMode || ui->inputListWidget->count() == 0 || activeArea != 0.0)
         return;
+    updateActiveArea();
+}
+
+void ImageCompressor::updateActiveArea()
+{
     if (!scanResult.Datasets.empty()) {
         calculateActiveArea();
     } else {

@@ -56,7 +56,10 @@ inline bool makeRaster(const QString& path, int width, int height, const GeoTran
     if (!srs.IsEmpty())
         memory->SetSpatialRef(&srs);
     std::vector<GByte> pixels(std::size_t(width) * height, 77);
-    memory->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, pixels.data(), width, height, GDT_Byte, 0, 0);
+    if (memory->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, pixels.data(), width, height, GDT_Byte, 0, 0) != CE_None) {
+        GDALClose(memory);
+        return false;
+    }
     GDALDatasetH written = GDALCreateCopy(GDALGetDriverByName(driver), path.toUtf8().constData(), memory, FALSE, nullptr, nullptr, nullptr);
     GDALClose(memory);
     return written && (GDALClose(written), true);

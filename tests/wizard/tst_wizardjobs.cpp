@@ -319,7 +319,7 @@ void TestWizardJobs::pageChecks_data()
     QTest::newRow("empty temp dir in update") << update << two << 3 << QStringList{"updateFileLineEdit=" + file("target.wvc"), "tempDirEdit2="}
         << QStringList{k + "Temporary directory does not exist."} << 3;
     const QString bands = "Error: Invalid band list, must be of the format '0,1,2'.";
-    for (const QString& list : {"0,1,2", "1,1,1", "999", "0,,2", "0,1,", "-1"}) {
+    for (const QString list : {"0,1,2", "1,1,1", "999", "0,,2", "0,1,", "-1"}) {
         const bool good = list.at(0) != '-' && !list.contains(",,") && !list.endsWith(',');
         QTest::newRow(qPrintable("bands " + list)) << batch << two << 3 << QStringList{"bandListLineEdit=" + list}
             << (good ? QStringList() : QStringList{bands}) << (good ? 4 : 3);
