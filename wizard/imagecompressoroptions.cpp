@@ -31,6 +31,9 @@ void ImageCompressor::setupOptions()
     ui->opacityButtonGroup->setId(ui->opacityNoneRadio, 1);
     ui->opacityButtonGroup->setId(ui->opacityShapefileRadio, 2);
     ui->cliptoPolygonIconLabel->hide();
+    // Only the tile method of WVC v3 writes null blocks; leaving the options page enables the
+    // colour once that pair is chosen, and the summary mentions the colour only then.
+    ui->nullBackgroundColorGroup->setEnabled(false);
 }
 
 void ImageCompressor::connectOptions()
