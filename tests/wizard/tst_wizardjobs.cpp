@@ -72,6 +72,12 @@ private slots:
     void pageChecks_data();
     void pageChecks();
     void updatedRegionThreshold();
+    void polygonChoice_data();
+    void polygonChoice();
+    void optionsPagePasses_data();
+    void optionsPagePasses();
+    void resizeGroup_data();
+    void resizeGroup();
 
 private:
     std::unique_ptr<ImageCompressor> openWizard(int mode, const QStringList& inputs);
@@ -89,6 +95,7 @@ void TestWizardJobs::initTestCase()
     // a covers x 500000-500160, b 500160-500320; both y 5599840-5600000.
     QVERIFY(fixtures::makeTile(file("a.tif"), utm, 500000, 5600000, 10, 16, 16));
     QVERIFY(fixtures::makeTile(file("b.tif"), utm, 500160, 5600000, 10, 16, 16));
+    QVERIFY(fixtures::makeTile(file("far.tif"), utm, 700000, 5600000, 10, 16, 16));
     QVERIFY(fixtures::makeTile(file("target.wvc"), utm, 500000, 5600000, 10, 32, 16));
     QVERIFY(QDir(dir.path()).mkpath("out"));
     auto box = [](int x0, int y0, int x1, int y1, const char* hole = "") {
@@ -373,6 +380,145 @@ void TestWizardJobs::updatedRegionThreshold()
     QCOMPARE(ImageCompressor::updatedRegionWarning(0.4), QString());
     QCOMPARE(ImageCompressor::updatedRegionWarning(0.4001), QStringLiteral("The updated area (i.e 40.01 %) is bigger than the threshold: 40.0 %. Region update may not be efficient.\n"));
     QCOMPARE(ImageCompressor::updatedRegionWarning(0.0), QStringLiteral("The region of input file(s) do not intersect with the region of output file.\n"));
+}
+
+void TestWizardJobs::polygonChoice_data()
+{
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<QStringList>("inputs");
+    QTest::addColumn<QList<int>>("picked");
+    QTest::addColumn<QString>("change");
+    // Every box shown, then the feature ids, the description, whether its icon shows, and the page.
+    QTest::addColumn<QStringList>("expected");
+    const QString jobs = " output job(s), one for each polygon that intersects the selected dataset(s).", k = "Kartopress: ";
+    const QString missing = k + "The input datasets does not intersect with one of the polygon(s). Please reselect your polygon(s).", choose = "Select Polygon: Select an input shape file before selecting ";
+    const QStringList dropped{"", "", "0", "2"};
+    QTest::newRow("no shapefile") << batch << QStringList{"a.tif"} << QList<int>() << "" << QStringList{choose + "one polygon."} + dropped;
+    QTest::newRow("no shapefile, mosaic to many") << many << QStringList{"a.tif"} << QList<int>() << "" << QStringList{choose + "polygons."} + dropped;
+    QTest::newRow("two in batch, then a dataset added") << batch << QStringList{"a.tif"} << QList<int>{0, 5} << "+b.tif"
+        << QStringList{"Select Polygon: Only one polygon can be selected to determine opacity channel.", k + "In Batch or Mosaic mode, you must select one polygon."} + dropped;
+    QTest::newRow("the dataset left meets no polygon") << batch << QStringList{"a.tif", "far.tif"} << QList<int>{0} << "-a.tif"
+        << QStringList{k + "None of the input datasets intersect with the polygons in the shapefile. Please reselect your polygons."} + dropped;
+    QTest::newRow("many, a removal drops the whole choice") << many << QStringList{"a.tif", "b.tif"} << QList<int>{0, 1} << "-b.tif" << QStringList{missing} + dropped;
+    QTest::newRow("many, a dataset added keeps the choice") << many << QStringList{"a.tif"} << QList<int>{0, 3, 5} << "+b.tif"
+        << QStringList{"0,3,5", "You have selected 3 polygon(s). There will be 2" + jobs, "1", "2"};
+    QTest::newRow("many, two polygons need a field name") << many << QStringList{"a.tif"} << QList<int>{0, 5} << "next"
+        << QStringList{"Output file Name: Please select a field name to avoid output filename collision.", "0,5", "2 polygon(s) selected. There will be 2" + jobs, "1", "2"};
+    QTest::newRow("many, one polygon needs none") << many << QStringList{"a.tif"} << QList<int>{3} << "next" << QStringList{"3", "1 polygon(s) selected. There will be 0" + jobs, "1", "3"};
+}
+
+void TestWizardJobs::polygonChoice()
+{
+    QFETCH(int, mode);
+    QFETCH(QStringList, inputs);
+    QFETCH(QList<int>, picked);
+    QFETCH(QString, change);
+    auto wizard = openWizard(mode, inputs);
+    ModalAnswerer answerer(QVector<Answer>(8, ModalAnswerer::accept()).toList());
+    RowPicker picker(picked);
+    child<QLineEdit>(*wizard, "Gui/ShapeFileName")->setText(picked.isEmpty() ? QString() : file("zones.shp"));
+    child<QToolButton>(*wizard, "choosePolygonButton")->click();
+    if (change.startsWith('-'))
+        child<QListWidget>(*wizard, "Gui/FileInputList")->findItems(file(change.mid(1)), Qt::MatchExactly).first()->setSelected(true);
+    if (change == "next")
+        wizard->next();
+    else if (change.startsWith('+'))
+        wizard->addFiles({file(change.mid(1))});
+    else if (change.startsWith('-'))
+        wizard->removeSelectedDatasets();
+    QTEST((boxes(answerer) + QStringList{child<QLineEdit>(*wizard, "shapeLayerIDClipLineEdit")->text(), child<QLabel>(*wizard, "clipToPolygonDescriptionLabel")->text(),
+                                        QString::number(!child<QLabel>(*wizard, "cliptoPolygonIconLabel")->isHidden()), QString::number(wizard->currentId())}),
+          "expected");
+}
+
+void TestWizardJobs::optionsPagePasses_data()
+{
+    // Each pass: "format/method/button" on the options page, "/answer" for a dialog, then on to the summary.
+    QTest::addColumn<QStringList>("passes");
+    // After each pass: both opacities, background colour enabled, shapefile tool tip, metadata and JPEG 2000 options.
+    QTest::addColumn<QStringList>("expected");
+    const QString line = "0 0 0 Null blocks are not supported by the line compressor method|";
+    const QString stored = R"({"acquisitionsensorname":"","acquistiondate":"","address":"","author":"","classification":"","company":"","copyright":"","email":"","telephone":""})";
+    QTest::newRow("line gives up shapefile opacity") << QStringList{"WVC v3/Line/opacityShapefileRadio"} << QStringList{line + stored};
+    QTest::newRow("WVC v2 tile, then WVC v3 tile") << QStringList{"WVC v2/Tile/opacityShapefileRadio", "WVC v3/Tile/opacityShapefileRadio"}
+        << QStringList{"2 2 0 Null blocks are only supported by WVC v3.|{}", "2 2 1 |" + stored};
+    QTest::newRow("a refused metadata dialog keeps the metadata") << QStringList{"WVC v3/Tile/metaDataButton/reject", "WVC v3/Tile/metaDataButton/accept"}
+        << QStringList{"0 0 1 |" + stored, "0 0 1 |{}"};
+    QTest::newRow("a refused JPEG 2000 dialog empties the options") << QStringList{"JPEG 2000/Line/jp2OptionsButton/accept", "JPEG 2000/Line/jp2OptionsButton/reject"}
+        << QStringList{line + R"({"jp2georef":"gml,geojp2"})", line + "{}"};
+}
+
+void TestWizardJobs::optionsPagePasses()
+{
+    QFETCH(QStringList, passes);
+    createSettings()->setValue(QStringLiteral("Gui/MetaData/WriteMetadata"), true);
+    auto wizard = openWizard(batch, {"a.tif"});
+    wizard->next();
+    QStringList found;
+    for (const QString& pass : passes) {
+        child<QComboBox>(*wizard, "method")->setCurrentText(pass.section('/', 1, 1));
+        child<QComboBox>(*wizard, "fileFormat")->setCurrentText(pass.section('/', 0, 0));
+        ModalAnswerer answerer(pass.count('/') < 3 ? QList<Answer>() : QList<Answer>{pass.endsWith("accept") ? ModalAnswerer::accept() : ModalAnswerer::reject()});
+        child<QAbstractButton>(*wizard, qPrintable(pass.section('/', 2, 2)))->click();
+        wizard->next();
+        wizard->next();
+        QVERIFY2(answerer.done(), qPrintable(answerer.report()));
+        const CompressionTask& job = *wizard->jobs().first();
+        QVariantHash options = job.jp2EncodeOptions();
+        for (const QString& key : job.metaData().keys())
+            options.insert(key, job.metaData().value(key));
+        found << QStringLiteral("%1 %2 %3 %4|").arg(child<QButtonGroup>(*wizard, "opacityButtonGroup")->checkedId()).arg(job.opacity())
+                     .arg(child<QGroupBox>(*wizard, "nullBackgroundColorGroup")->isEnabled()).arg(child<QGroupBox>(*wizard, "shapeFileGroupBox")->toolTip())
+                + QJsonDocument(QJsonObject::fromVariantHash(options)).toJson(QJsonDocument::Compact);
+        wizard->back();
+        wizard->back();
+    }
+    QTEST(found, "expected");
+}
+
+void TestWizardJobs::resizeGroup_data()
+{
+    QTest::addColumn<int>("mode");
+    // A button clicked, "field=text" typed, a field given Return (which must not also move on), or Next.
+    QTest::addColumn<QStringList>("steps");
+    // On arrival and after each step "x y|size|width height|page", then every box shown.
+    QTest::addColumn<QStringList>("expected");
+    const QString native = "10.0000000000 10.0000000000|5.12e-07|32 px 16 px|4", x = "CellSizeXLineEdit", y = "CellSizeYLineEdit=";
+    const QString calculate = "calculateSizeBtn", aspect = "maintainAspectCheckBox", one = "1.0000000000 1.0000000000| | |4";
+    QTest::newRow("mosaic") << mosaic << QStringList{"resizeGroupBox", x + "=5", calculate, aspect, x + "=20", calculate, "calcNativeCellSizeButton",
+                                                     aspect, y + "0", calculate, x + "=0.1", x, "next"}
+        << QStringList{" |5.12e-07|32 px 16 px|4", native, "5 5| | |4", "5 5| 2.048e-06|64 px 32 px|4", "5 5| 2.048e-06|64 px 32 px|4", "20 5| | |4", "20 5| 5.12e-07|16 px 32 px|4",
+                       native, native, "0 0| | |4", "0 0| | |4", "0.1 0.1| | |4", "0.1 0.1| 0.01|3,200 px 1,600 px|4", "0.1 0.1| 0.01|3,200 px 1,600 px|5"};
+    const QString refused = "Cell Size: Cannot calculate a default cell size in batch mode for multiple files. Specifying a cell size will affect all output files.";
+    QTest::newRow("batch of two") << batch << QStringList{"resizeGroupBox", "calcNativeCellSizeButton"} << QStringList{" || |4", one, one, refused};
+}
+
+void TestWizardJobs::resizeGroup()
+{
+    QFETCH(int, mode);
+    QFETCH(QStringList, steps);
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    auto wizard = openWizard(mode, {"a.tif", "b.tif"});
+    child<QLineEdit>(*wizard, "outputFilenameTemplateTextEdit")->setText(mode == mosaic ? "m.wvc" : "$(FILENAME).wvc");
+    ModalAnswerer answerer(QVector<Answer>(8, ModalAnswerer::accept()).toList());
+    auto text = [&wizard](const char* name) { return wizard->findChild<QWidget*>(name)->property("text").toString(); };
+    QStringList found;
+    for (const QString& step : QStringList{"next", "next"} + steps) {
+        QWidget* target = wizard->findChild<QWidget*>(step.section('=', 0, 0));
+        if (auto* edit = qobject_cast<QLineEdit*>(target))
+            edit->selectAll();
+        if (step == "next")
+            wizard->next();
+        else if (auto* button = qobject_cast<QAbstractButton*>(target))
+            button->click();
+        else if (!step.contains('='))
+            QTest::keyClick(target, qobject_cast<QGroupBox*>(target) ? Qt::Key_Space : Qt::Key_Return);
+        else
+            QTest::keyClicks(target, step.section('=', 1));
+        found << text("CellSizeXLineEdit") + ' ' + text("CellSizeYLineEdit") + '|' + text("SizeTextLabel") + '|' + text("WidthLabel") + ' ' + text("HeightLabel") + '|'
+                + QString::number(wizard->currentId());
+    }
+    QTEST(found.mid(1) + boxes(answerer), "expected");
 }
 
 QTEST_MAIN(TestWizardJobs)
