@@ -112,13 +112,6 @@ API::FeaturePolygon polygon(const QRectF& outer, const QRectF& hole = QRectF())
     return result;
 }
 
-// Whether a pixel shows the colour, laid translucent over the white background.
-bool near(const QColor& actual, const QColor& c)
-{
-    const auto mix = [&](int channel) { return qRound(channel * c.alphaF() + 255 * (1 - c.alphaF())); };
-    return qAbs(actual.red() - mix(c.red())) <= 3 && qAbs(actual.green() - mix(c.green())) <= 3 && qAbs(actual.blue() - mix(c.blue())) <= 3;
-}
-
 }  // namespace
 
 class TestGeoMapView : public QObject
@@ -132,7 +125,6 @@ private slots:
     void rebuilds();
     void refreshKeepsTheUsersView();
     void selectionRunsBothWays();
-    void paints();
     void placesRealData();
 
 private:
@@ -307,37 +299,6 @@ void TestGeoMapView::selectionRunsBothWays()
     view->unselectAll();
     QCOMPARE(view->selectDatasetRows(list, view->itemOffset), 1);
     QCOMPARE(map->getSelections(), (QList<QGVItem*>{map->getItem(1), map->getItem(2)}));
-}
-
-void TestGeoMapView::paints()
-{
-    addDataset(QRectF(0, 0, 10, 10));
-    addDataset(QRectF(20, 0, 10, 10));
-    util->polygons = {polygon(QRectF(-20, -20, 15, 15), QRectF(-15, -15, 5, 5))};
-    view->showPolygons("/data/clip.shp", {std::make_shared<API::ExtractedFeatureClipInfo>()}, true, 4326, list, scan);
-    fitTo(QGV::GeoRect(15, -25, -25, 35));
-    list->item(1)->setSelected(true);
-    view->selectDatasetRows(list, 2);
-    map->select(map->getItem(0));  // the extent: not selectable
-
-    const QImage image = map->geoView()->viewport()->grab().toImage();
-    const auto at = [&](double lat, double lon) { return image.pixelColor(viewPos(lat, lon)); };
-    QVERIFY(near(at(5, 25), QColor(255, 0, 0, 50)));     // selected dataset
-    QVERIFY(near(at(5, 5), QColor(178, 223, 138, 25)));  // the other one
-    QVERIFY(near(at(-8, -8), QColor(255, 165, 0, 100))); // polygon
-    QCOMPARE(at(-12, -12), QColor(Qt::white));                      // its hole
-    QCOMPARE(at(5, 15), QColor(Qt::white));                         // in the extent: no fill
-    QCOMPARE(map->getSelections(), QList<QGVItem*>{map->getItem(3)});
-    int green = 0, blue = 0, black = 0;
-    for (int x = viewPos(5, 18).x(); x <= viewPos(5, 22).x(); ++x)
-        green += near(image.pixelColor(x, viewPos(5, 0).y()), QColor(51, 160, 44)) ? 1 : 0;
-    for (int x = viewPos(10, 11).x(); x <= viewPos(10, 19).x(); ++x)
-        blue += image.pixelColor(x, viewPos(10, 0).y()) == QColor(0, 0, 255) ? 1 : 0;
-    for (int x = viewPos(-12, -17).x(); x <= viewPos(-12, -13).x(); ++x)
-        black += image.pixelColor(x, viewPos(-12, 0).y()) == QColor(Qt::black) ? 1 : 0;
-    const int edge = viewPos(10, 19).x() - viewPos(10, 11).x();
-    // One-pixel green outline when selected too; the hole outlined; a dotted blue extent.
-    QCOMPARE(QVector<int>({green, black, blue > edge / 4 && blue < edge * 3 / 4}), QVector<int>({1, 1, 1}));
 }
 
 // The map on files made by GDAL: the list and the items are checked against each other after

@@ -39,14 +39,6 @@ void answerWith(FakeTool& tool, const QString& tables)
     tool.setScript(tool.install(QStringLiteral("TSPCConverter")).section('/', -1), {"out " + FakeTool::escaped(tables.toUtf8())});
 }
 
-QString messages(const ModalAnswerer& answerer)
-{
-    QStringList all;
-    for (const ModalRecord& record : answerer.seen())
-        all.append(record.title + ": " + record.text);
-    return all.join(QStringLiteral("; "));
-}
-
 }  // namespace
 
 class TestPointCloud : public QObject
@@ -179,7 +171,7 @@ void TestPointCloud::conversionRun()
     if (answerer.seen().isEmpty())
         QTRY_COMPARE(tool.invocations(QStringLiteral("TSPCViewer")).size(), 1);
     const FakeTool::Invocation started = tool.invocations(QStringLiteral("TSPCViewer")).value(0);
-    QCOMPARE(messages(answerer) + started.workingDirectory + (started.arguments.isEmpty() ? "" : ": ") + started.arguments.join(' '),
+    QCOMPARE(answerer.shown().join(QStringLiteral("; ")) + started.workingDirectory + (started.arguments.isEmpty() ? "" : ": ") + started.arguments.join(' '),
              viewed.replace("<t>", tool.directory()).replace("<d>", dir.path()));
 }
 
@@ -265,7 +257,7 @@ void TestPointCloud::wizardScenario()
 
     QCOMPARE(memory, (QStringList{"3 of 16", "1", "3"}));
     QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(pages.join(' ') + ": " + messages(answerer),
+    QCOMPARE(pages.join(' ') + ": " + answerer.shown().join(QStringLiteral("; ")),
              "1 1 1 2 2 2 3: Kartopress: Input file does not exist.; Kartopress: Output must be a new directory.; Kartopress: Output directory is "
              "not empty.; Kartopress: Path given for temp directory isn't a directory.; Kartopress: Temp directory is not empty.");
     QCOMPARE(child("summaryTextEdit")->property("plainText").toString(),

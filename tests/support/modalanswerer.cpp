@@ -7,42 +7,6 @@
 #include <QLineEdit>
 #include <QTimer>
 
-ModalAnswerer::Answer ModalAnswerer::button(QMessageBox::StandardButton button)
-{
-    Answer answer;
-    answer.kind = Answer::Button;
-    answer.button = button;
-    return answer;
-}
-
-ModalAnswerer::Answer ModalAnswerer::buttonText(const QString& text)
-{
-    Answer answer;
-    answer.kind = Answer::ButtonText;
-    answer.buttonText = text;
-    return answer;
-}
-
-ModalAnswerer::Answer ModalAnswerer::files(const QStringList& files)
-{
-    Answer answer;
-    answer.kind = Answer::Files;
-    answer.files = files;
-    return answer;
-}
-
-ModalAnswerer::Answer ModalAnswerer::accept()
-{
-    return Answer();
-}
-
-ModalAnswerer::Answer ModalAnswerer::reject()
-{
-    Answer answer;
-    answer.kind = Answer::Reject;
-    return answer;
-}
-
 ModalAnswerer::ModalAnswerer(const QList<Answer>& script)
     : script(script)
 {
@@ -64,6 +28,18 @@ void ModalAnswerer::expect(const Answer& answer)
 const QList<ModalRecord>& ModalAnswerer::seen() const
 {
     return records;
+}
+
+QStringList ModalAnswerer::shown(bool others) const
+{
+    QStringList lines;
+    for (const ModalRecord& record : records) {
+        if (record.className == QLatin1String("QMessageBox"))
+            lines.append(record.title + QStringLiteral(": ") + record.text);
+        else if (others)
+            lines.append(record.className);
+    }
+    return lines;
 }
 
 const QStringList& ModalAnswerer::unexpected() const

@@ -30,17 +30,20 @@ public:
         QString buttonText;
         QStringList files;
     };
-    static Answer button(QMessageBox::StandardButton button);
-    static Answer buttonText(const QString& text);
-    static Answer files(const QStringList& files);
-    static Answer accept();
-    static Answer reject();
+    static Answer button(QMessageBox::StandardButton button) { return {Answer::Button, button, {}, {}}; }
+    static Answer buttonText(const QString& text) { return {Answer::ButtonText, QMessageBox::NoButton, text, {}}; }
+    static Answer files(const QStringList& files) { return {Answer::Files, QMessageBox::NoButton, {}, files}; }
+    static Answer accept() { return {}; }
+    static Answer reject() { return {Answer::Reject, QMessageBox::NoButton, {}, {}}; }
 
     explicit ModalAnswerer(const QList<Answer>& script = {});
     ~ModalAnswerer() override;
 
     void expect(const Answer& answer);
     const QList<ModalRecord>& seen() const;
+    // What a run showed: each message box as "title: text", and with `others` every other window
+    // by its class name, in the order they came.
+    QStringList shown(bool others = false) const;
     // Descriptions of the modal windows that came when the script had no answer left.
     const QStringList& unexpected() const;
     // True when every scripted answer was used and nothing unexpected came.

@@ -22,16 +22,6 @@ const Answer ok = ModalAnswerer::button(QMessageBox::Ok);
 const int batch = ImageCompressor::BatchMode, mosaic = ImageCompressor::MosaicMode,
           many = ImageCompressor::MosaicToManyMode, update = ImageCompressor::UpdateMode;
 
-QStringList boxes(const ModalAnswerer& answerer)
-{
-    QStringList shown;
-    for (const ModalRecord& record : answerer.seen()) {
-        if (record.className != QLatin1String("QProgressDialog") && record.className != QLatin1String("PolygonSelector"))
-            shown.append(record.title + QStringLiteral(": ") + record.text);
-    }
-    return shown;
-}
-
 // Selects the rows of the given feature ids in the polygon dialog the moment it shows, before the
 // answerer accepts it.
 class RowPicker : public QObject
@@ -216,7 +206,7 @@ void TestWizardJobs::modes()
         wizard->next();
     QCOMPARE(wizard->currentId(), int(ImageCompressor::FinishPage));
     QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(boxes(answerer), warnings);
+    QCOMPARE(answerer.shown(), warnings);
     QStringList built;
     for (CompressionTask* job : wizard->jobs()) {
         built.append(job->files().join(';') + " -> " + job->outputFilename() + " log " + job->logFilename() + " "
@@ -370,7 +360,7 @@ void TestWizardJobs::pageChecks()
     }
     wizard->next();
     QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(boxes(answerer), shown);
+    QCOMPARE(answerer.shown(), shown);
     QCOMPARE(wizard->currentId(), after);
 }
 
@@ -426,7 +416,7 @@ void TestWizardJobs::polygonChoice()
         wizard->addFiles({file(change.mid(1))});
     else if (change.startsWith('-'))
         wizard->removeSelectedDatasets();
-    QTEST((boxes(answerer) + QStringList{child<QLineEdit>(*wizard, "shapeLayerIDClipLineEdit")->text(), child<QLabel>(*wizard, "clipToPolygonDescriptionLabel")->text(),
+    QTEST((answerer.shown() + QStringList{child<QLineEdit>(*wizard, "shapeLayerIDClipLineEdit")->text(), child<QLabel>(*wizard, "clipToPolygonDescriptionLabel")->text(),
                                         QString::number(!child<QLabel>(*wizard, "cliptoPolygonIconLabel")->isHidden()), QString::number(wizard->currentId())}),
           "expected");
 }
@@ -518,7 +508,7 @@ void TestWizardJobs::resizeGroup()
         found << text("CellSizeXLineEdit") + ' ' + text("CellSizeYLineEdit") + '|' + text("SizeTextLabel") + '|' + text("WidthLabel") + ' ' + text("HeightLabel") + '|'
                 + QString::number(wizard->currentId());
     }
-    QTEST(found.mid(1) + boxes(answerer), "expected");
+    QTEST(found.mid(1) + answerer.shown(), "expected");
 }
 
 QTEST_MAIN(TestWizardJobs)
