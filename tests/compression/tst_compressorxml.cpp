@@ -65,7 +65,7 @@ void TestCompressorXml::writes_data()
     // Parts set in another order than they are written; a second record is ignored, except that
     // metadata and rpc data are overwritten field by field, and not by null.
     QTest::newRow("every part") << Build([](Xml& d) {
-        const Xml::Metadata first{"open", {}, {}, {}, "someone", {}, {}, {}, {}, "555"}, second{{}, "2021-06-01"};
+        const Xml::Metadata first{"open", {}, {}, {}, "someone", {}, {}, {}, {}, "555"}, second{{}, "2021-06-01", {}, {}, {}, {}, {}, {}, {}, {}};
         d.setMetadata(&first), d.setMetadata(&second), d.setMetadata(nullptr);
         d.setOptions({16, Xml::SignUnsigned, 0, "RGB", false, 256, 128, 1, 2, "0,0,0", "EPSG:32633", 1024, 64, 5, "RPCL", "SOP", "GML"});
         d.setOptions(Xml::Options());
