@@ -6,6 +6,7 @@
 
 #include "tests/dataset/fixtures.h"
 #include "tests/support/modalanswerer.h"
+#include "tests/support/testfiles.h"
 #include "wizard/polygonselector.h"
 
 using namespace TSR::ImageCompressor::API;
@@ -37,18 +38,20 @@ void TestPolygonSelector::choosesAndSorts()
     int epsg = -1;
     fixtures::makeUtil()->ReadDatasetMetadata(tile, epsg, scan.Datasets[tile], true);
 
-    // Behind progress dialogs: the far layer refused, a table with a warning, one without.
-    ModalAnswerer answerer({ModalAnswerer::accept(), ModalAnswerer::button(QMessageBox::Ok), ModalAnswerer::accept(), ModalAnswerer::button(QMessageBox::Ok), ModalAnswerer::accept()});
+    // Behind progress dialogs: a file the library cannot read, the far layer refused, a table with a
+    // warning, one without.
+    const QString broken = directory.filePath("broken.shp");
+    writeFile(broken, "not a shapefile");
+    const QList<ModalAnswerer::Answer> boxThenProgress{ModalAnswerer::accept(), ModalAnswerer::button(QMessageBox::Ok)};
+    ModalAnswerer answerer(boxThenProgress + boxThenProgress + boxThenProgress + QList{ModalAnswerer::accept()});
     PolygonSelector selector;
+    QVERIFY(!selector.load(broken, scan));
     QVERIFY(!selector.load(directory.filePath("far.shp"), scan));
     QVERIFY(selector.load(directory.filePath("parcels.shp"), scan));
     scan.CRS = CCRSIdentifier(32633);
     QVERIFY(selector.load(directory.filePath("parcels.shp"), scan));
-    QStringList boxes;
-    for (const ModalRecord& record : answerer.seen())
-        boxes << QStringLiteral("%1 %2: %3").arg(record.className, record.title, record.text);
-    QCOMPARE(boxes, (QStringList{"QProgressDialog : ", "QMessageBox Kartopress: None of the input datasets intersect with the polygons in the shapefile.", "QProgressDialog : ",
-                                 "QMessageBox Kartopress: Input dataset(s) and shape file may be in different spatial reference systems.", "QProgressDialog : "}));
+    QCOMPARE(answerer.shown(true), (QStringList{"QProgressDialog", "Kartopress: Cannot open \"" + broken + "\": `" + broken + "' not recognized as a supported file format.", "QProgressDialog", "Kartopress: None of the input datasets intersect with the polygons in the shapefile.",
+                                                "QProgressDialog", "Kartopress: Input dataset(s) and shape file may be in different spatial reference systems.", "QProgressDialog"}));
 
     auto* view = selector.findChild<QTableView*>(QStringLiteral("tableView"));
     selector.show();
