@@ -104,6 +104,8 @@ private:
     void disableActionsWithoutCommand();
     void licenseCheckFinished(bool valid, const QString& text);
     void addChecksumTasks(const QStringList& files);
+    // The dropped files' paths, made absolute, as the job-creating slots take them.
+    static QStringList absoluteLocalPaths(const QList<QUrl>& urls);
     void setupFileIntake();
     // Turns a drop into a job, a wizard or a refusal; returns a job read from a dropped document.
     RunnableTaskBase* takeDroppedFiles(const QList<QUrl>& urls);

@@ -28,9 +28,9 @@ void Kartopress::newCheckTask()
 void Kartopress::newCheckTaskWithFiles(QList<QUrl> urls)
 {
     QList<RunnableTaskBase*> tasks;
-    for (const QUrl& url : urls) {
+    for (const QString& path : absoluteLocalPaths(urls)) {
         auto* task = new CheckerTask;
-        task->setInputFilename(QFileInfo(url.toLocalFile()).absoluteFilePath());
+        task->setInputFilename(path);
         tasks.append(task);
     }
     addTasks(tasks);

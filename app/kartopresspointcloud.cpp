@@ -1,6 +1,5 @@
 // The main window's point cloud conversion: the wizard's command and the colour table query that
 // the wizard offers.
-#include <QFileInfo>
 #include <QThread>
 
 #include "app/kartopress.h"
@@ -14,11 +13,8 @@ void Kartopress::newUdsTask()
 
 void Kartopress::newUdsTaskWithFiles(QList<QUrl> urls)
 {
-    QStringList paths;
-    for (const QUrl& url : urls)
-        paths.append(QFileInfo(url.toLocalFile()).absoluteFilePath());
     UDSCompressorWizard wizard(lookupTables, this);
-    wizard.setInputFiles(paths);
+    wizard.setInputFiles(absoluteLocalPaths(urls));
     if (wizard.exec() != QDialog::Accepted)
         return;
     addTasks(wizard.tasks());

@@ -12,10 +12,15 @@ void Kartopress::newWvcJp2Task()
 
 void Kartopress::newWvcJp2TaskWithFiles(QList<QUrl> urls)
 {
-    QStringList files;
+    runCompressionWizard(absoluteLocalPaths(urls));
+}
+
+QStringList Kartopress::absoluteLocalPaths(const QList<QUrl>& urls)
+{
+    QStringList paths;
     for (const QUrl& url : urls)
-        files.append(QFileInfo(url.toLocalFile()).absoluteFilePath());
-    runCompressionWizard(files);
+        paths.append(QFileInfo(url.toLocalFile()).absoluteFilePath());
+    return paths;
 }
 
 void Kartopress::runCompressionWizard(const QStringList& files)
