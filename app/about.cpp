@@ -55,7 +55,8 @@ About::About(QWidget* parent, const QString& applicationDir)
     ui->licenseText->setPlainText(ok ? agreement : tr("Could not open file '%1'.").arg(agreementPath));
     const QString acknowledgementsPath = textPath(directory, QStringLiteral("acknowledgements.txt"));
     const QString acknowledgements = readText(acknowledgementsPath, &ok);
-    ui->acknowledgementsText->setPlainText(ok ? acknowledgements : tr("Could not open file '%1'.").arg(acknowledgementsPath));
+    ui->acknowledgementsText->setPlainText(ok ? acknowledgements
+                                              : tr("Could not open file '%1'.").arg(acknowledgementsPath));
 
     ui->helpLabel->setText(QStringLiteral("<a href=\"%1\">%2</a>")
                                .arg(userGuideUrl().toString(QUrl::FullyEncoded), tr("User Guide") + tr(" (online)")));

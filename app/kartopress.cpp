@@ -90,8 +90,10 @@ Kartopress::Kartopress(QWidget* parent)
         setupTray();
 
     setupTable();
-    ui->taskTable->horizontalHeader()->restoreState(settings->value(QStringLiteral("GUI/TableHeaderState"), QByteArray()).toByteArray());
-    ui->taskTable->horizontalHeader()->restoreGeometry(settings->value(QStringLiteral("GUI/TableHeaderGeom"), QByteArray()).toByteArray());
+    ui->taskTable->horizontalHeader()->restoreState(
+        settings->value(QStringLiteral("GUI/TableHeaderState"), QByteArray()).toByteArray());
+    ui->taskTable->horizontalHeader()->restoreGeometry(
+        settings->value(QStringLiteral("GUI/TableHeaderGeom"), QByteArray()).toByteArray());
 
     ui->progress->setRange(0, 100);
     ui->actionStart->setEnabled(true);
@@ -284,7 +286,6 @@ void Kartopress::setupDeleteMenu()
     if (auto* button = qobject_cast<QToolButton*>(ui->toolBar->widgetForAction(ui->actionDeleteTask)))
         button->setPopupMode(QToolButton::MenuButtonPopup);
 }
-
 
 RunnableTaskBase* Kartopress::taskAt(int row) const
 {
@@ -503,8 +504,8 @@ void Kartopress::announceEndOfRun(int failures)
 {
     if (trayIcon) {
         if (ui->taskTable->rowCount() > 1) {
-            const QString title = failures == 0 ? tr("Compression Complete")
-                                                : tr("Compression Complete (%1 failures)").arg(failures);
+            const QString title =
+                failures == 0 ? tr("Compression Complete") : tr("Compression Complete (%1 failures)").arg(failures);
             showBalloon(title,
                         tr("%1 has finished processing all files in the job list. Refer to the output log(s) for "
                            "more information.")
@@ -515,9 +516,10 @@ void Kartopress::announceEndOfRun(int failures)
         QMessageBox::information(nullptr, AppConstants::ApplicationName, tr("All tasks finished successfully."),
                                  QMessageBox::Ok);
     } else {
-        QMessageBox::warning(nullptr, AppConstants::ApplicationName,
-                             tr("Not all tasks finished successfully. Refer to the output log(s) for more information."),
-                             QMessageBox::Ok);
+        QMessageBox::warning(
+            nullptr, AppConstants::ApplicationName,
+            tr("Not all tasks finished successfully. Refer to the output log(s) for more information."),
+            QMessageBox::Ok);
     }
 }
 
@@ -639,4 +641,3 @@ void Kartopress::closeEvent(QCloseEvent* event)
         trayMessageShown = true;
     }
 }
-

@@ -99,8 +99,7 @@ private:
     void openHelp();
     // Connects an action to what it does; actions of the form that no part of the program carries
     // out yet stay disabled.
-    template <typename Functor>
-    void connectCommand(QAction* action, Functor functor);
+    template <typename Functor> void connectCommand(QAction* action, Functor functor);
     void disableActionsWithoutCommand();
     void licenseCheckFinished(bool valid, const QString& text);
     void addChecksumTasks(const QStringList& files);
@@ -130,8 +129,7 @@ private:
     static bool trayMessageShown;
 };
 
-template <typename Functor>
-void Kartopress::connectCommand(QAction* action, Functor functor)
+template <typename Functor> void Kartopress::connectCommand(QAction* action, Functor functor)
 {
     connect(action, &QAction::triggered, this, functor);
     commands.insert(action);

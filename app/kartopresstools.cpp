@@ -64,16 +64,18 @@ void Kartopress::launchExe(QString path, QString name)
     if (!parts.isEmpty() && QProcess::startDetached(parts.first(), parts.mid(1)))
         return;
     if (name == QLatin1String("Kartopress Viewer") || name == QLatin1String("WVC Header Editor"))
-        QMessageBox::warning(this, tr("Error"),
-                             tr("Could not start \"%1\". Reinstall Kartopress and select the optional components.").arg(name),
-                             QMessageBox::Ok);
+        QMessageBox::warning(
+            this, tr("Error"),
+            tr("Could not start \"%1\". Reinstall Kartopress and select the optional components.").arg(name),
+            QMessageBox::Ok);
     else
         QMessageBox::warning(this, tr("Error"), tr("Could not start \"%1\" (%2).").arg(name, path), QMessageBox::Ok);
 }
 
 void Kartopress::launchConsole(QString)
 {
-    const QString banner = tr("%1 %2 Utilities Console.").arg(AppConstants::ApplicationName, AppConstants::ApplicationYear);
+    const QString banner =
+        tr("%1 %2 Utilities Console.").arg(AppConstants::ApplicationName, AppConstants::ApplicationYear);
     // The banner travels as an argument of the shell, never inside the script, so no quoting can break it.
     const QStringList shell{QStringLiteral("/bin/sh"), QStringLiteral("-c"),
                             QStringLiteral("echo \"$1\"; exec \"${SHELL:-/bin/sh}\" -i"), QStringLiteral("sh"), banner};
@@ -82,9 +84,9 @@ void Kartopress::launchConsole(QString)
         if (program.isEmpty())
             continue;
         // Each terminal has its own word for "run this program with these arguments".
-        const QString runFlag = terminal == QLatin1String("gnome-terminal")   ? QStringLiteral("--")
-                                : terminal == QLatin1String("xfce4-terminal") ? QStringLiteral("-x")
-                                                                              : QStringLiteral("-e");
+        const QString runFlag = terminal == QLatin1String("gnome-terminal") ? QStringLiteral("--")
+            : terminal == QLatin1String("xfce4-terminal")                   ? QStringLiteral("-x")
+                                                                            : QStringLiteral("-e");
         QProcess::startDetached(program, QStringList{runFlag} + shell, toolDirectory());
         return;
     }
@@ -95,8 +97,8 @@ void Kartopress::openHelp()
 {
     const QUrl address = userGuideUrl();
     if (!QDesktopServices::openUrl(address))
-        QMessageBox::warning(this, AppConstants::ApplicationName,
-                             tr("Failed to open '%1'.").arg(address.toString()), QMessageBox::Ok);
+        QMessageBox::warning(this, AppConstants::ApplicationName, tr("Failed to open '%1'.").arg(address.toString()),
+                             QMessageBox::Ok);
 }
 
 void Kartopress::about()

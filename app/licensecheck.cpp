@@ -6,8 +6,7 @@
 
 LicenseCheck::LicenseCheck(QObject* parent)
     : QObject(parent)
-{
-}
+{}
 
 LicenseCheck::~LicenseCheck()
 {
@@ -33,7 +32,8 @@ void LicenseCheck::start()
     thread = QThread::create([this] {
         const QString text = tr("Licensed for unrestricted use on %1.").arg(QSysInfo::machineHostName());
         // Queued: the report must reach the window on the GUI thread.
-        QMetaObject::invokeMethod(this, [this, text] { emit finished(true, text); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this, text] { emit finished(true, text); }, Qt::QueuedConnection);
     });
     thread->start();
 }

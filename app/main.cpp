@@ -21,8 +21,9 @@ int main(int argc, char* argv[])
     const QStringList arguments = QCoreApplication::arguments();
     QApplication::setQuitOnLastWindowClosed(false);
 
-    const QString language =
-        createSettings(AppConstants::LanguageSettingsApplication)->value(QStringLiteral("Gui/MainWindow/Language"), QString()).toString();
+    const QString language = createSettings(AppConstants::LanguageSettingsApplication)
+                                 ->value(QStringLiteral("Gui/MainWindow/Language"), QString())
+                                 .toString();
     QTranslator appTranslator;
     QTranslator qtTranslator;
     loadTranslations(appTranslator, qtTranslator, language, QCoreApplication::applicationDirPath());

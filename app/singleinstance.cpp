@@ -97,7 +97,8 @@ void SingleInstance::acceptConnections()
             // Re-emitted from the event loop, so that the sender has its answer before a handler that
             // may quit the program runs.
             const QString message = QString::fromUtf8(payload);
-            QMetaObject::invokeMethod(this, [this, message] { emit messageReceived(message); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                this, [this, message] { emit messageReceived(message); }, Qt::QueuedConnection);
         });
     }
 }

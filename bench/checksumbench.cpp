@@ -63,6 +63,7 @@ int main(int argc, char* argv[])
     std::printf("checksumtask_seconds %.3f\n", double(elapsed) / 1000.0);
     std::printf("checksumtask_mib_per_s %.1f\n", mib / (double(elapsed) / 1000.0));
     std::printf("gui_longest_stall_ms %lld\n", static_cast<long long>(std::max<qint64>(longestStall, 0)));
-    std::printf("end_of_run_notice %s\n", answerer.seen().isEmpty() ? "missing" : qPrintable(answerer.seen().first().text));
+    std::printf("end_of_run_notice %s\n",
+                answerer.seen().isEmpty() ? "missing" : qPrintable(answerer.seen().first().text));
     return 0;
 }

@@ -44,12 +44,12 @@ bool generate(const QString& path, int size)
         for (int y = 0; y < size && written; ++y) {
             for (int x = 0; x < size; ++x) {
                 const double value = 128.0 + 60.0 * std::sin(x * 0.01 * band) * std::cos(y * 0.013)
-                                     + 30.0 * std::sin((x + y) * 0.002) + noise(random);
+                    + 30.0 * std::sin((x + y) * 0.002) + noise(random);
                 row[size_t(x)] = GByte(std::clamp(value, 0.0, 255.0));
             }
             written = image->GetRasterBand(band)->RasterIO(GF_Write, 0, y, size, 1, row.data(), size, 1, GDT_Byte, 0, 0,
-                                                          nullptr)
-                      == CE_None;
+                                                           nullptr)
+                == CE_None;
         }
     }
     GDALClose(image);
@@ -70,9 +70,12 @@ double psnr(const QString& sourcePath, const QString& decodedPath)
     double squares = 0.0;
     for (int band = 1; band <= source->GetRasterCount(); ++band)
         for (int y = 0; y < height; ++y) {
-            if (source->GetRasterBand(band)->RasterIO(GF_Read, 0, y, width, 1, a.data(), width, 1, GDT_Byte, 0, 0, nullptr) != CE_None
-                || decoded->GetRasterBand(band)->RasterIO(GF_Read, 0, y, width, 1, b.data(), width, 1, GDT_Byte, 0, 0, nullptr)
-                       != CE_None)
+            if (source->GetRasterBand(band)->RasterIO(GF_Read, 0, y, width, 1, a.data(), width, 1, GDT_Byte, 0, 0,
+                                                      nullptr)
+                    != CE_None
+                || decoded->GetRasterBand(band)->RasterIO(GF_Read, 0, y, width, 1, b.data(), width, 1, GDT_Byte, 0, 0,
+                                                          nullptr)
+                    != CE_None)
                 return std::numeric_limits<double>::quiet_NaN();
             for (int x = 0; x < width; ++x) {
                 const double difference = double(a[size_t(x)]) - double(b[size_t(x)]);
@@ -139,8 +142,9 @@ double runTranslate(const QString& source, const QString& output, const QStringL
     translate.start(QStringLiteral("gdal_translate"), arguments);
     translate.waitForFinished(-1);
     const double seconds = timer.nsecsElapsed() / 1e9;
-    return translate.exitStatus() == QProcess::NormalExit && translate.exitCode() == 0 ? seconds
-                                                                                        : std::numeric_limits<double>::quiet_NaN();
+    return translate.exitStatus() == QProcess::NormalExit && translate.exitCode() == 0
+        ? seconds
+        : std::numeric_limits<double>::quiet_NaN();
 }
 
 }  // namespace
@@ -180,8 +184,8 @@ int main(int argc, char** argv)
             std::fprintf(stderr, "gdal_translate failed\n");
             return 1;
         }
-        std::printf("round %d: ImageCompressor %.2f s, gdal_translate %.2f s (options %s)\n", round, compressor, translate,
-                    qPrintable(options.join(QLatin1Char(' '))));
+        std::printf("round %d: ImageCompressor %.2f s, gdal_translate %.2f s (options %s)\n", round, compressor,
+                    translate, qPrintable(options.join(QLatin1Char(' '))));
         std::fflush(stdout);
         bestOurs = std::min(bestOurs, compressor);
         bestTheirs = std::min(bestTheirs, translate);
@@ -191,7 +195,8 @@ int main(int argc, char** argv)
     std::printf("imagecompressor_seconds %.2f\n", bestOurs);
     std::printf("gdal_translate_seconds %.2f\n", bestTheirs);
     std::printf("imagecompressor_bytes %lld (%.2f:1)\n", QFileInfo(ours).size(), double(raw) / QFileInfo(ours).size());
-    std::printf("gdal_translate_bytes %lld (%.2f:1)\n", QFileInfo(theirs).size(), double(raw) / QFileInfo(theirs).size());
+    std::printf("gdal_translate_bytes %lld (%.2f:1)\n", QFileInfo(theirs).size(),
+                double(raw) / QFileInfo(theirs).size());
     std::printf("imagecompressor_psnr_db %.3f\n", psnr(source, ours));
     std::printf("gdal_translate_psnr_db %.3f\n", psnr(source, theirs));
     std::printf("ratio %.3f\n", bestOurs / bestTheirs);

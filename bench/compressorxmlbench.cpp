@@ -30,7 +30,9 @@ void fillMosaic(CompressorXml& document, int count, const QString& directory)
     inputs.reserve(count);
     for (int i = 0; i < count; ++i) {
         CompressorXml::InputFile input;
-        input.path = QStringLiteral("/srv/survey/2024/ortho/row_%1/tile_%1_%2.tif").arg(i / 500, 4, 10, QLatin1Char('0')).arg(i % 500, 4, 10, QLatin1Char('0'));
+        input.path = QStringLiteral("/srv/survey/2024/ortho/row_%1/tile_%1_%2.tif")
+                         .arg(i / 500, 4, 10, QLatin1Char('0'))
+                         .arg(i % 500, 4, 10, QLatin1Char('0'));
         input.bandlist = QStringLiteral("1,2,3");
         input.zindex = count - 1 - i;
         input.hasNodata = true;
@@ -87,7 +89,7 @@ qint64 timeBareParse(const QString& file)
 
 long peakMemoryMib()
 {
-    rusage usage {};
+    rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss / 1024;
 }

@@ -15,7 +15,8 @@ namespace API = TSR::ImageCompressor::API;
 class FakeCompressionUtil : public API::ICompressionUtil
 {
 public:
-    struct Header {
+    struct Header
+    {
         bool read = true;
         API::DatasetMetadata metadata;
     };
@@ -90,8 +91,7 @@ class FakeCompressionUtilFactory : public API::CompressionUtilFactory
 public:
     explicit FakeCompressionUtilFactory(std::shared_ptr<FakeCompressionUtil> util)
         : util(std::move(util))
-    {
-    }
+    {}
 
     void GetCompressionUtil(std::shared_ptr<API::ICompressionUtil>& result) override
     {

@@ -91,7 +91,8 @@ qint64 timePlainScene()
     clock.start();
     for (int i = 0; i < columns * rows; ++i) {
         const API::DatasetMetadata metadata = tile(i);
-        const QRectF rect = projection.geoToProj(QGV::GeoRect(metadata.MinY, metadata.MinX, metadata.MaxY, metadata.MaxX));
+        const QRectF rect =
+            projection.geoToProj(QGV::GeoRect(metadata.MinY, metadata.MinX, metadata.MaxY, metadata.MaxX));
         scene.addRect(rect, pen, brush);
     }
     for (int i = 0; i < repaints; ++i) {

@@ -57,8 +57,8 @@ inline bool generate(const std::string& directory, int count, bool custom, int o
             reference.importFromEPSG(epsg);
         dataset->SetGeoTransform(transform);
         dataset->SetSpatialRef(&reference);
-        const CPLErr written = dataset->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, 32, 32, pixels.data(), 32,
-                                                                   32, GDT_Byte, 0, 0);
+        const CPLErr written =
+            dataset->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, 32, 32, pixels.data(), 32, 32, GDT_Byte, 0, 0);
         GDALClose(dataset);
         if (written != CE_None)
             return false;

@@ -33,7 +33,9 @@ double wizardRound(const QStringList& files)
 {
     ImageCompressor wizard{CompressionLicense()};
     wizard.show();
-    wizard.findChild<QButtonGroup*>(QStringLiteral("compressionModeGroup"))->button(ImageCompressor::MosaicMode)->click();
+    wizard.findChild<QButtonGroup*>(QStringLiteral("compressionModeGroup"))
+        ->button(ImageCompressor::MosaicMode)
+        ->click();
     wizard.next();
     const auto start = std::chrono::steady_clock::now();
     const int added = wizard.addFiles(files);
@@ -58,7 +60,8 @@ int main(int argc, char* argv[])
     QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, settings.path());
     GDALAllRegister();
     struct stat info;
-    if (::stat(tiles::filePath(directory, count - 1).c_str(), &info) != 0 && !tiles::generate(directory, count, false, 32633)) {
+    if (::stat(tiles::filePath(directory, count - 1).c_str(), &info) != 0
+        && !tiles::generate(directory, count, false, 32633)) {
         std::fprintf(stderr, "could not write the test files in %s\n", directory.c_str());
         return 1;
     }

@@ -127,7 +127,8 @@ int main(int argc, char* argv[])
     GDALAllRegister();
     const std::string shapefile = directory + "/parcels" + std::to_string(polygons) + ".shp";
     struct stat info;
-    if ((::stat(tiles::filePath(directory, count - 1).c_str(), &info) != 0 && !tiles::generate(directory, count, false, 32633))
+    if ((::stat(tiles::filePath(directory, count - 1).c_str(), &info) != 0
+         && !tiles::generate(directory, count, false, 32633))
         || (::stat(shapefile.c_str(), &info) != 0 && !makeParcels(shapefile, count, polygons))) {
         std::fprintf(stderr, "could not write the test files in %s\n", directory.c_str());
         return 1;
@@ -143,11 +144,14 @@ int main(int argc, char* argv[])
     Answerer answerer;
     ImageCompressor wizard{CompressionLicense()};
     wizard.show();
-    wizard.findChild<QButtonGroup*>(QStringLiteral("compressionModeGroup"))->button(ImageCompressor::MosaicToManyMode)->click();
+    wizard.findChild<QButtonGroup*>(QStringLiteral("compressionModeGroup"))
+        ->button(ImageCompressor::MosaicToManyMode)
+        ->click();
     wizard.next();
     wizard.addFiles(files);
     wizard.findChild<QLineEdit*>(QStringLiteral("outputDirLineEdit"))->setText(output.path());
-    wizard.findChild<QLineEdit*>(QStringLiteral("outputFilenameTemplateTextEdit"))->setText(QStringLiteral("parcel.wvc"));
+    wizard.findChild<QLineEdit*>(QStringLiteral("outputFilenameTemplateTextEdit"))
+        ->setText(QStringLiteral("parcel.wvc"));
     wizard.findChild<QLineEdit*>(QStringLiteral("Gui/ShapeFileName"))->setText(QString::fromStdString(shapefile));
 
     auto start = Clock::now();
@@ -160,7 +164,8 @@ int main(int argc, char* argv[])
     wizard.next();
     const double jobs = since(start);
     if (wizard.currentId() != ImageCompressor::FinishPage || wizard.jobs().size() != polygons) {
-        std::fprintf(stderr, "page %d with %d jobs, not the summary with %d\n", wizard.currentId(), int(wizard.jobs().size()), polygons);
+        std::fprintf(stderr, "page %d with %d jobs, not the summary with %d\n", wizard.currentId(),
+                     int(wizard.jobs().size()), polygons);
         return 1;
     }
     std::printf("tiles %d polygons %d\n", count, polygons);

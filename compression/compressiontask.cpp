@@ -44,8 +44,8 @@ CompressionTask::CompressionTask(QObject* parent)
     , bottomRight_(notGiven)
 {
     registerPropertyTypes();
-    viewOutputAction = new QAction(QIcon(QStringLiteral(":/ImageCompressor/Resources/photo_scenery.png")),
-                                   tr("View Image"), this);
+    viewOutputAction =
+        new QAction(QIcon(QStringLiteral(":/ImageCompressor/Resources/photo_scenery.png")), tr("View Image"), this);
     connect(viewOutputAction, &QAction::triggered, this, &CompressionTask::viewOutput);
 
     // Direct: the life-cycle messages must leave on the worker thread before the window hears of
@@ -276,65 +276,251 @@ QString CompressionTask::standardErrorText() const
     return standardErrorText_;
 }
 
-QStringList CompressionTask::files() const { return files_; }
-void CompressionTask::setFiles(const QStringList& files) { files_ = files; }
-bool CompressionTask::hasNoDataValue() const { return hasNoDataValue_; }
-void CompressionTask::setHasNoDataValue(bool has) { hasNoDataValue_ = has; }
-int CompressionTask::noDataValue() const { return noDataValue_; }
-void CompressionTask::setNoDataValue(int value) { noDataValue_ = value; }
-double CompressionTask::ratio() const { return ratio_; }
-void CompressionTask::setRatio(double ratio) { ratio_ = ratio; }
-QString CompressionTask::format() const { return format_; }
-void CompressionTask::setFormat(const QString& format) { format_ = format; }
-QString CompressionTask::bitDepth() const { return bitDepth_; }
-void CompressionTask::setBitDepth(const QString& bitDepth) { bitDepth_ = bitDepth; }
-CompressorXml::SignType CompressionTask::signedness() const { return signedness_; }
-void CompressionTask::setSignedness(CompressorXml::SignType signedness) { signedness_ = signedness; }
-QString CompressionTask::colorSpace() const { return colorSpace_; }
-void CompressionTask::setColorSpace(const QString& colorSpace) { colorSpace_ = colorSpace; }
-QString CompressionTask::method() const { return method_; }
-void CompressionTask::setMethod(const QString& method) { method_ = method; }
-void CompressionTask::setOutputFilename(const QString& path) { outputFilename_ = path; }
-QString CompressionTask::tempDir() const { return tempDir_; }
-void CompressionTask::setTempDir(const QString& path) { tempDir_ = path; }
-uint CompressionTask::blockSize() const { return blockSize_; }
-void CompressionTask::setBlockSize(uint size) { blockSize_ = size; }
-uint CompressionTask::threads() const { return threads_; }
-void CompressionTask::setThreads(uint threads) { threads_ = threads; }
-double CompressionTask::memCache() const { return memCache_; }
-void CompressionTask::setMemCache(double memCache) { memCache_ = memCache; }
-uint CompressionTask::gDalCache() const { return gDalCache_; }
-void CompressionTask::setGDalCache(uint megabytes) { gDalCache_ = megabytes; }
-QString CompressionTask::nullColor() const { return nullColor_; }
-void CompressionTask::setNullColor(const QString& color) { nullColor_ = color; }
-QString CompressionTask::bandList() const { return bandList_; }
-void CompressionTask::setBandList(const QString& bands) { bandList_ = bands; }
-QString CompressionTask::shapeFile() const { return shapeFile_; }
-void CompressionTask::setShapeFile(const QString& path) { shapeFile_ = path; }
-QString CompressionTask::shapeFileLayerName() const { return shapeFileLayerName_; }
-void CompressionTask::setShapeFileLayerName(const QString& name) { shapeFileLayerName_ = name; }
-QString CompressionTask::shapeFileFeatureID() const { return shapeFileFeatureID_; }
-void CompressionTask::setShapeFileFeatureID(const QString& id) { shapeFileFeatureID_ = id; }
-void CompressionTask::setLogFilename(const QString& path) { logFilename_ = path; }
-QString CompressionTask::customArgs() const { return customArgs_; }
-void CompressionTask::setCustomArgs(const QString& arguments) { customArgs_ = arguments; }
-CompressionOpacity CompressionTask::opacity() const { return opacity_; }
-void CompressionTask::setOpacity(CompressionOpacity opacity) { opacity_ = opacity; }
-MetaData::MetaDataHash CompressionTask::metaData() const { return metaData_; }
-void CompressionTask::setMetaData(const MetaData::MetaDataHash& metaData) { metaData_ = metaData; }
-Jp2Options::JP2EncodeOptionsHash CompressionTask::jp2EncodeOptions() const { return jp2EncodeOptions_; }
-void CompressionTask::setJp2EncodeOptions(const Jp2Options::JP2EncodeOptionsHash& options) { jp2EncodeOptions_ = options; }
-QPointF CompressionTask::cellSize() const { return cellSize_; }
-void CompressionTask::setCellSize(const QPointF& size) { cellSize_ = size; }
-QPointF CompressionTask::topLeft() const { return topLeft_; }
-void CompressionTask::setTopLeft(const QPointF& corner) { topLeft_ = corner; }
-QPointF CompressionTask::bottomRight() const { return bottomRight_; }
-void CompressionTask::setBottomRight(const QPointF& corner) { bottomRight_ = corner; }
-CompressorXml::ResampleMethod CompressionTask::resampleMethod() const { return resampleMethod_; }
-void CompressionTask::setResampleMethod(CompressorXml::ResampleMethod method) { resampleMethod_ = method; }
-CompressorXml::Operation CompressionTask::operation() const { return operation_; }
-void CompressionTask::setOperation(CompressorXml::Operation operation) { operation_ = operation; }
-bool CompressionTask::genStats() const { return genStats_; }
-void CompressionTask::setGenStats(bool genStats) { genStats_ = genStats; }
-QString CompressionTask::srs() const { return srs_; }
-void CompressionTask::setSrs(const QString& srs) { srs_ = srs; }
+QStringList CompressionTask::files() const
+{
+    return files_;
+}
+void CompressionTask::setFiles(const QStringList& files)
+{
+    files_ = files;
+}
+bool CompressionTask::hasNoDataValue() const
+{
+    return hasNoDataValue_;
+}
+void CompressionTask::setHasNoDataValue(bool has)
+{
+    hasNoDataValue_ = has;
+}
+int CompressionTask::noDataValue() const
+{
+    return noDataValue_;
+}
+void CompressionTask::setNoDataValue(int value)
+{
+    noDataValue_ = value;
+}
+double CompressionTask::ratio() const
+{
+    return ratio_;
+}
+void CompressionTask::setRatio(double ratio)
+{
+    ratio_ = ratio;
+}
+QString CompressionTask::format() const
+{
+    return format_;
+}
+void CompressionTask::setFormat(const QString& format)
+{
+    format_ = format;
+}
+QString CompressionTask::bitDepth() const
+{
+    return bitDepth_;
+}
+void CompressionTask::setBitDepth(const QString& bitDepth)
+{
+    bitDepth_ = bitDepth;
+}
+CompressorXml::SignType CompressionTask::signedness() const
+{
+    return signedness_;
+}
+void CompressionTask::setSignedness(CompressorXml::SignType signedness)
+{
+    signedness_ = signedness;
+}
+QString CompressionTask::colorSpace() const
+{
+    return colorSpace_;
+}
+void CompressionTask::setColorSpace(const QString& colorSpace)
+{
+    colorSpace_ = colorSpace;
+}
+QString CompressionTask::method() const
+{
+    return method_;
+}
+void CompressionTask::setMethod(const QString& method)
+{
+    method_ = method;
+}
+void CompressionTask::setOutputFilename(const QString& path)
+{
+    outputFilename_ = path;
+}
+QString CompressionTask::tempDir() const
+{
+    return tempDir_;
+}
+void CompressionTask::setTempDir(const QString& path)
+{
+    tempDir_ = path;
+}
+uint CompressionTask::blockSize() const
+{
+    return blockSize_;
+}
+void CompressionTask::setBlockSize(uint size)
+{
+    blockSize_ = size;
+}
+uint CompressionTask::threads() const
+{
+    return threads_;
+}
+void CompressionTask::setThreads(uint threads)
+{
+    threads_ = threads;
+}
+double CompressionTask::memCache() const
+{
+    return memCache_;
+}
+void CompressionTask::setMemCache(double memCache)
+{
+    memCache_ = memCache;
+}
+uint CompressionTask::gDalCache() const
+{
+    return gDalCache_;
+}
+void CompressionTask::setGDalCache(uint megabytes)
+{
+    gDalCache_ = megabytes;
+}
+QString CompressionTask::nullColor() const
+{
+    return nullColor_;
+}
+void CompressionTask::setNullColor(const QString& color)
+{
+    nullColor_ = color;
+}
+QString CompressionTask::bandList() const
+{
+    return bandList_;
+}
+void CompressionTask::setBandList(const QString& bands)
+{
+    bandList_ = bands;
+}
+QString CompressionTask::shapeFile() const
+{
+    return shapeFile_;
+}
+void CompressionTask::setShapeFile(const QString& path)
+{
+    shapeFile_ = path;
+}
+QString CompressionTask::shapeFileLayerName() const
+{
+    return shapeFileLayerName_;
+}
+void CompressionTask::setShapeFileLayerName(const QString& name)
+{
+    shapeFileLayerName_ = name;
+}
+QString CompressionTask::shapeFileFeatureID() const
+{
+    return shapeFileFeatureID_;
+}
+void CompressionTask::setShapeFileFeatureID(const QString& id)
+{
+    shapeFileFeatureID_ = id;
+}
+void CompressionTask::setLogFilename(const QString& path)
+{
+    logFilename_ = path;
+}
+QString CompressionTask::customArgs() const
+{
+    return customArgs_;
+}
+void CompressionTask::setCustomArgs(const QString& arguments)
+{
+    customArgs_ = arguments;
+}
+CompressionOpacity CompressionTask::opacity() const
+{
+    return opacity_;
+}
+void CompressionTask::setOpacity(CompressionOpacity opacity)
+{
+    opacity_ = opacity;
+}
+MetaData::MetaDataHash CompressionTask::metaData() const
+{
+    return metaData_;
+}
+void CompressionTask::setMetaData(const MetaData::MetaDataHash& metaData)
+{
+    metaData_ = metaData;
+}
+Jp2Options::JP2EncodeOptionsHash CompressionTask::jp2EncodeOptions() const
+{
+    return jp2EncodeOptions_;
+}
+void CompressionTask::setJp2EncodeOptions(const Jp2Options::JP2EncodeOptionsHash& options)
+{
+    jp2EncodeOptions_ = options;
+}
+QPointF CompressionTask::cellSize() const
+{
+    return cellSize_;
+}
+void CompressionTask::setCellSize(const QPointF& size)
+{
+    cellSize_ = size;
+}
+QPointF CompressionTask::topLeft() const
+{
+    return topLeft_;
+}
+void CompressionTask::setTopLeft(const QPointF& corner)
+{
+    topLeft_ = corner;
+}
+QPointF CompressionTask::bottomRight() const
+{
+    return bottomRight_;
+}
+void CompressionTask::setBottomRight(const QPointF& corner)
+{
+    bottomRight_ = corner;
+}
+CompressorXml::ResampleMethod CompressionTask::resampleMethod() const
+{
+    return resampleMethod_;
+}
+void CompressionTask::setResampleMethod(CompressorXml::ResampleMethod method)
+{
+    resampleMethod_ = method;
+}
+CompressorXml::Operation CompressionTask::operation() const
+{
+    return operation_;
+}
+void CompressionTask::setOperation(CompressorXml::Operation operation)
+{
+    operation_ = operation;
+}
+bool CompressionTask::genStats() const
+{
+    return genStats_;
+}
+void CompressionTask::setGenStats(bool genStats)
+{
+    genStats_ = genStats;
+}
+QString CompressionTask::srs() const
+{
+    return srs_;
+}
+void CompressionTask::setSrs(const QString& srs)
+{
+    srs_ = srs;
+}

@@ -55,7 +55,12 @@ public:
     Q_ENUM(CompressionMethod)
     enum CompressionFormat { FormatWVCv2 = 0, FormatWVCv3 = 1, FormatJPEG2000 = 2 };
     Q_ENUM(CompressionFormat)
-    enum CompressionColorSpace { ColorSpaceAuto = 0, ColorSpaceGreyscalce = 1, ColorSpaceRGB = 2, ColorSpaceMultiband = 3 };
+    enum CompressionColorSpace {
+        ColorSpaceAuto = 0,
+        ColorSpaceGreyscalce = 1,
+        ColorSpaceRGB = 2,
+        ColorSpaceMultiband = 3
+    };
     Q_ENUM(CompressionColorSpace)
     enum CompressionBitDepth { BitDepth8 = 0, BitDepth16 = 1, BitDepthAuto = 2 };
     Q_ENUM(CompressionBitDepth)

@@ -17,7 +17,8 @@ namespace {
 const char* const resampleNames[] = {"nearest", "bilinear", "cubic", "cubicspline",
                                      "lanczos", "average",  "mode",  "gauss"};
 
-struct MetadataField {
+struct MetadataField
+{
     const char* name;
     QString CompressorXml::Metadata::*field;
 };
@@ -35,7 +36,8 @@ const MetadataField metadataFields[] = {
     {"telephone", &CompressorXml::Metadata::telephone},
 };
 
-struct RpcScalar {
+struct RpcScalar
+{
     const char* name;
     double CompressorXml::RpcData::*field;
 };
@@ -55,7 +57,8 @@ const RpcScalar rpcScalars[] = {
     {"heightscale", &CompressorXml::RpcData::heightscale},
 };
 
-struct RpcArray {
+struct RpcArray
+{
     const char* name;
     double (CompressorXml::RpcData::*field)[20];
 };
@@ -134,8 +137,7 @@ class MarkupScan
 public:
     explicit MarkupScan(const QString& text)
         : text(text)
-    {
-    }
+    {}
 
     // The position of the first excess, or -1.
     int run()
@@ -165,8 +167,8 @@ public:
                 at = endOfTag(open + 2);
             } else {
                 at = endOfTag(open + 1);
-                const bool empty = at - 2 > open && text.at(at - 1) == QLatin1Char('>')
-                                   && text.at(at - 2) == QLatin1Char('/');
+                const bool empty =
+                    at - 2 > open && text.at(at - 1) == QLatin1Char('>') && text.at(at - 2) == QLatin1Char('/');
                 if (!empty && ++depth > CompressorXml::maximumNestingDepth) {
                     reason = CompressorXml::tr("Xml document is nested too deeply");
                     return open;
@@ -259,7 +261,7 @@ private:
     static bool isNameCharacter(QChar c)
     {
         return c.isLetterOrNumber() || c == QLatin1Char('_') || c == QLatin1Char(':') || c == QLatin1Char('-')
-               || c == QLatin1Char('.');
+            || c == QLatin1Char('.');
     }
 
     static constexpr int maximumEntityReferences = 1024;
@@ -283,7 +285,8 @@ QString decodedAsTheParserDoes(const QByteArray& data)
 
 // The little the reader takes from a document: the root, the first compresstask, the child nodes of
 // the first inputs and the first output, each found anywhere below the root.
-struct Gathered {
+struct Gathered
+{
     QString rootName;
     QString rootVersion;
     bool hasTask = false;
@@ -306,8 +309,7 @@ class DocumentGatherer : public QXmlDefaultHandler
 public:
     explicit DocumentGatherer(Gathered& gathered)
         : gathered(gathered)
-    {
-    }
+    {}
 
     bool startElement(const QString&, const QString&, const QString& name, const QXmlAttributes& attributes) override
     {
@@ -491,8 +493,7 @@ bool parse(const QByteArray& data, Gathered& gathered, QString& errorText)
 
 CompressorXml::CompressorXml()
     : version(QStringLiteral("1.2"))
-{
-}
+{}
 
 CompressorXml::~CompressorXml()
 {
@@ -567,7 +568,8 @@ void CompressorXml::setRpcData(const RpcData* rpcData)
     for (const RpcScalar& entry : rpcScalars)
         this->rpcData->*entry.field = rpcData->*entry.field;
     for (const RpcArray& entry : rpcArrays)
-        std::copy(std::begin(rpcData->*entry.field), std::end(rpcData->*entry.field), std::begin(this->rpcData->*entry.field));
+        std::copy(std::begin(rpcData->*entry.field), std::end(rpcData->*entry.field),
+                  std::begin(this->rpcData->*entry.field));
 }
 
 bool CompressorXml::write(const QString& fileName)
@@ -587,8 +589,8 @@ bool CompressorXml::write(const QString& fileName)
         // The tool runs the line method on one thread only and refuses anything else.
         if (task->method == QLatin1String("line"))
             task->threads = 1;
-        xml.writeAttribute(QStringLiteral("operation"), task->operation == OperationCreate ? QStringLiteral("create")
-                                                                                            : QStringLiteral("update"));
+        xml.writeAttribute(QStringLiteral("operation"),
+                           task->operation == OperationCreate ? QStringLiteral("create") : QStringLiteral("update"));
         w.text(QStringLiteral("method"), task->method);
         if (task->threads > 0)
             xml.writeAttribute(QStringLiteral("threads"), QString::number(task->threads));

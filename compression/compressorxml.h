@@ -28,7 +28,8 @@ public:
     enum SignType { SignUnspecified = 0, SignSigned = 1, SignUnsigned = 2 };
     enum RegionType { RegionShape = 0, RegionWkt = 1, RegionNone = 2 };
 
-    struct Task {
+    struct Task
+    {
         Operation operation = OperationCreate;
         QString method;
         int threads = -1;
@@ -39,7 +40,8 @@ public:
         bool interactive = false;
     };
 
-    struct InputFile {
+    struct InputFile
+    {
         QString path;
         QString bandlist;
         int zindex = -1;
@@ -48,7 +50,8 @@ public:
     };
 
     // NaN stands for a value that is not given.
-    struct Output {
+    struct Output
+    {
         int version = -1;
         QString path;
         double cellsizex = std::numeric_limits<double>::quiet_NaN();
@@ -59,12 +62,14 @@ public:
         double bry = std::numeric_limits<double>::quiet_NaN();
     };
 
-    struct Band {
+    struct Band
+    {
         int id = -1;
         QString description;
     };
 
-    struct Region {
+    struct Region
+    {
         RegionType type = RegionNone;
         QString name;
         QString path;
@@ -72,7 +77,8 @@ public:
         QString layerid;
     };
 
-    struct Options {
+    struct Options
+    {
         int bitdepth = -1;
         SignType signedness = SignUnspecified;
         int targetrate = -1;
@@ -93,7 +99,8 @@ public:
     };
 
     // "acquistiondate" is the name the tool and the metadata hash know.
-    struct Metadata {
+    struct Metadata
+    {
         QString classification;
         QString acquistiondate;
         QString acquisitionsensorname;
@@ -106,7 +113,8 @@ public:
         QString telephone;
     };
 
-    struct RpcData {
+    struct RpcData
+    {
         double errorbias = 0.0;
         double errorrandom = 0.0;
         double lineoffset = 0.0;

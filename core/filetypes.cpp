@@ -4,12 +4,12 @@ namespace FileTypes {
 
 const QStringList& rasterSuffixes()
 {
-    static const QStringList suffixes{
-        QStringLiteral("wvc"), QStringLiteral("jp2"),  QStringLiteral("tif"),  QStringLiteral("tiff"),
-        QStringLiteral("alg"), QStringLiteral("ers"),  QStringLiteral("sid"),  QStringLiteral("img"),
-        QStringLiteral("vrt"), QStringLiteral("jpg"),  QStringLiteral("ntf"),  QStringLiteral("rbd"),
-        QStringLiteral("webp"), QStringLiteral("png"), QStringLiteral("gpkg"), QStringLiteral("mrf"),
-        QStringLiteral("mbtiles")};
+    static const QStringList suffixes{QStringLiteral("wvc"),  QStringLiteral("jp2"),    QStringLiteral("tif"),
+                                      QStringLiteral("tiff"), QStringLiteral("alg"),    QStringLiteral("ers"),
+                                      QStringLiteral("sid"),  QStringLiteral("img"),    QStringLiteral("vrt"),
+                                      QStringLiteral("jpg"),  QStringLiteral("ntf"),    QStringLiteral("rbd"),
+                                      QStringLiteral("webp"), QStringLiteral("png"),    QStringLiteral("gpkg"),
+                                      QStringLiteral("mrf"),  QStringLiteral("mbtiles")};
     return suffixes;
 }
 

@@ -98,7 +98,7 @@ bool supportsPointCloudConversion(const QString& kernelType, const QString& prod
 QStringList terminalCandidates()
 {
     return {QStringLiteral("x-terminal-emulator"), QStringLiteral("gnome-terminal"), QStringLiteral("konsole"),
-            QStringLiteral("xfce4-terminal"), QStringLiteral("lxterminal"), QStringLiteral("xterm")};
+            QStringLiteral("xfce4-terminal"),      QStringLiteral("lxterminal"),     QStringLiteral("xterm")};
 }
 
 }  // namespace Platform

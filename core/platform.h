@@ -11,8 +11,8 @@ QString executableDirectory();
 
 enum class InterruptResult {
     NotDelivered,  // the child could not be signalled at all
-    Ended,         // the child ended within the grace period
-    TimedOut       // the child is still there after the grace period
+    Ended,  // the child ended within the grace period
+    TimedOut  // the child is still there after the grace period
 };
 
 // Asks one child process to stop as a Ctrl-C in its terminal would (SIGINT to that pid alone, never

@@ -11,7 +11,8 @@
 
 namespace {
 
-struct TempDirectoryMenu {
+struct TempDirectoryMenu
+{
     Q_DECLARE_TR_FUNCTIONS(TempDirectoryMenu)
 };
 
@@ -24,9 +25,8 @@ void addTempDirectoryMenu(QWidget* parent, QLineEdit* edit, QToolButton* button)
                                         TempDirectoryMenu::tr("User temp directory"));
     QAction* custom = menu->addAction(QIcon(QStringLiteral(":/ImageCompressor/Resources/folder_add.png")),
                                       TempDirectoryMenu::tr("Choose custom directory..."));
-    QObject::connect(userTemp, &QAction::triggered, edit, [edit] {
-        edit->setText(QStandardPaths::writableLocation(QStandardPaths::TempLocation));
-    });
+    QObject::connect(userTemp, &QAction::triggered, edit,
+                     [edit] { edit->setText(QStandardPaths::writableLocation(QStandardPaths::TempLocation)); });
     QObject::connect(custom, &QAction::triggered, edit, [parent, edit] {
         const QString chosen = QFileDialog::getExistingDirectory(
             parent, TempDirectoryMenu::tr("Select temp directory"),

@@ -60,7 +60,7 @@ QString DiskSpeedTask::logFilename() const
 
 QStringList DiskSpeedTask::arguments()
 {
-    return {QStringLiteral("-d120"), QStringLiteral("-r4b"), QStringLiteral("-t4"), QStringLiteral("-L"),
+    return {QStringLiteral("-d120"), QStringLiteral("-r4b"), QStringLiteral("-t4"),  QStringLiteral("-L"),
             QStringLiteral("-b4k"),  QStringLiteral("-c2G"), QStringLiteral("-Suw"), inputFileName + dataFileName};
 }
 
@@ -98,8 +98,7 @@ bool DiskSpeedTask::handleStandardOutput(const QByteArray& data)
     emit progress(id_, tr("Preparing disk benchmarking report."), 95);
     const QString text = QString::fromLocal8Bit(data).remove(QLatin1Char('\r'));
 
-    static const QRegularExpression totalLine(QStringLiteral("^total:\\s+(.+)$"),
-                                              QRegularExpression::MultilineOption);
+    static const QRegularExpression totalLine(QStringLiteral("^total:\\s+(.+)$"), QRegularExpression::MultilineOption);
     const QRegularExpressionMatch match = totalLine.match(text);
     if (match.hasMatch()) {
         // diskspd's columns: bytes | I/Os | MiB/s | I/O per s | AvgLat | ...
@@ -122,7 +121,8 @@ bool DiskSpeedTask::handleStandardOutput(const QByteArray& data)
 
 namespace {
 
-struct Figure {
+struct Figure
+{
     const char* line;
     const char* missing;
     double recommended;
@@ -177,18 +177,20 @@ QString DiskSpeedTask::report()
         }
         const int rating = rate[i](values[i].toDouble());
         overall = std::min(overall, rating);
-        text += tr(figure.line)
-                    .arg(values[i], QString::number(figure.recommended, 'g'),
-                         rating == 3 ? QStringLiteral("INFO") : QStringLiteral("WARNING"),
-                         tr(figure.verdicts[rating - 1]));
+        text +=
+            tr(figure.line)
+                .arg(values[i], QString::number(figure.recommended, 'g'),
+                     rating == 3 ? QStringLiteral("INFO") : QStringLiteral("WARNING"), tr(figure.verdicts[rating - 1]));
     }
     if (overall < 3)
         state_ = TaskState::Warning;
     static const char* const verdicts[] = {
         QT_TR_NOOP("ERROR: Disk profiling was unable to determine drive performance.\n"),
-        QT_TR_NOOP("WARNING: Slow disk IO detected. Processing input from this drive will result in poor performance.\n"),
-        QT_TR_NOOP("WARNING: Moderately slow disk IO detected. Processing input from this drive will result in moderate "
-                   "performance.\n"),
+        QT_TR_NOOP(
+            "WARNING: Slow disk IO detected. Processing input from this drive will result in poor performance.\n"),
+        QT_TR_NOOP(
+            "WARNING: Moderately slow disk IO detected. Processing input from this drive will result in moderate "
+            "performance.\n"),
         QT_TR_NOOP("INFO: Acceptable disk IO detected. Processing input from this drive will meet our recommended "
                    "performance requirements.\n"),
     };

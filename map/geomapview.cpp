@@ -75,8 +75,7 @@ QGV::GeoRect unite(const QGV::GeoRect& a, const QGV::GeoRect& b)
 // flattened against it; others are held within the limit.
 bool crossesAntimeridian(double west, double east)
 {
-    return east > GeoMapView::longitudeLimit && west < GeoMapView::longitudeLimit
-        && east - west <= 360.0;
+    return east > GeoMapView::longitudeLimit && west < GeoMapView::longitudeLimit && east - west <= 360.0;
 }
 
 QVector<QGV::GeoPos> toGeoRing(const API::Ring& ring)
@@ -94,20 +93,17 @@ QVector<QGV::GeoPos> toGeoRing(const API::Ring& ring)
     QVector<QGV::GeoPos> points;
     points.reserve(int(ring.size()));
     for (std::size_t i = 0; i < ring.size(); ++i) {
-        const double longitude = keep ? longitudes[i] : std::clamp(ring[i].X, -GeoMapView::longitudeLimit,
-                                                                   GeoMapView::longitudeLimit);
-        points.append(QGV::GeoPos(std::clamp(ring[i].Y, -GeoMapView::polygonLatitudeLimit,
-                                             GeoMapView::polygonLatitudeLimit),
-                                  longitude));
+        const double longitude =
+            keep ? longitudes[i] : std::clamp(ring[i].X, -GeoMapView::longitudeLimit, GeoMapView::longitudeLimit);
+        points.append(QGV::GeoPos(
+            std::clamp(ring[i].Y, -GeoMapView::polygonLatitudeLimit, GeoMapView::polygonLatitudeLimit), longitude));
     }
     return points;
 }
 
 }  // namespace
 
-GeoMapView::FactoryMaker GeoMapView::factoryMaker = [] {
-    return std::make_shared<API::CompressionUtilFactory>();
-};
+GeoMapView::FactoryMaker GeoMapView::factoryMaker = [] { return std::make_shared<API::CompressionUtilFactory>(); };
 
 GeoMapView::GeoMapView(QGVMap* map)
     : itemOffset(1)
@@ -115,8 +111,7 @@ GeoMapView::GeoMapView(QGVMap* map)
     , hasExtentItem(false)
     , map(map)
     , messageWidget(nullptr)
-{
-}
+{}
 
 GeoMapView::~GeoMapView() = default;
 
@@ -326,8 +321,8 @@ void GeoMapView::removeExtentItem(bool updateMode)
     }
 }
 
-bool GeoMapView::showPolygons(const QString& shapefile, const API::ClipInfoList& selectedFeatures,
-                              bool nonBatch, int epsg, QListWidget* list, API::DatasetScanResult& scanResult)
+bool GeoMapView::showPolygons(const QString& shapefile, const API::ClipInfoList& selectedFeatures, bool nonBatch,
+                              int epsg, QListWidget* list, API::DatasetScanResult& scanResult)
 {
     restartWithProjectExtent(nonBatch);
     polygonCount = 0;
@@ -453,8 +448,8 @@ void GeoMapView::restartWithProjectExtent(bool nonBatch)
 int GeoMapView::addPolygonItems(API::ICompressionUtil& util, const TSR::CString& shapefile,
                                 const API::ExtractedFeatureClipInfo& feature, int epsg)
 {
-    const GeoViewPolygon::Style style{Qt::SolidPattern, QColor(255, 165, 0, 100), QColor(0, 0, 0, 255),
-                                      Qt::SolidLine, 1};
+    const GeoViewPolygon::Style style{Qt::SolidPattern, QColor(255, 165, 0, 100), QColor(0, 0, 0, 255), Qt::SolidLine,
+                                      1};
     std::vector<API::FeaturePolygon> polygons;
     util.ReadFeaturePolygons(shapefile, feature, feature.FeatureId, polygons);
     // The library gives the polygons in the reference it reported the feature in.

@@ -45,8 +45,7 @@ public:
     void extendProjectExtent(const QGV::GeoRect& rect, bool nonBatch);
     void addDatasetRectangle(QListWidget* list, const QGV::GeoRect& rect, int row);
     void addUnplacedDataset(bool batchMessage, QListWidget* list);
-    bool addAllDatasets(bool nonBatch, QListWidget* list,
-                        TSR::ImageCompressor::API::DatasetScanResult& scanResult);
+    bool addAllDatasets(bool nonBatch, QListWidget* list, TSR::ImageCompressor::API::DatasetScanResult& scanResult);
     void refreshDatasets(bool keepFit, bool nonBatch, int epsg, QListWidget* list,
                          TSR::ImageCompressor::API::DatasetScanResult& scanResult);
     void updateMessageForMode(bool nonBatch);
@@ -58,11 +57,10 @@ public:
     // These three rebuild the map and return whether everything was placed. On false the items in
     // front (extents, polygons) keep their places, so itemOffset still finds each row's item, and
     // every row has an empty rectangle; showPolygons then shows no polygons at all.
-    bool showPolygons(const QString& shapefile,
-                      const TSR::ImageCompressor::API::ClipInfoList& selectedFeatures, bool nonBatch,
-                      int epsg, QListWidget* list, TSR::ImageCompressor::API::DatasetScanResult& scanResult);
-    bool clearPolygons(bool nonBatch, QListWidget* list,
-                       TSR::ImageCompressor::API::DatasetScanResult& scanResult);
+    bool showPolygons(const QString& shapefile, const TSR::ImageCompressor::API::ClipInfoList& selectedFeatures,
+                      bool nonBatch, int epsg, QListWidget* list,
+                      TSR::ImageCompressor::API::DatasetScanResult& scanResult);
+    bool clearPolygons(bool nonBatch, QListWidget* list, TSR::ImageCompressor::API::DatasetScanResult& scanResult);
     bool showUpdateFile(const QString& path, bool nonBatch, QListWidget* list,
                         TSR::ImageCompressor::API::DatasetScanResult& scanResult);
     void setExtentRectangle(const QGV::GeoRect& rect);
@@ -83,8 +81,7 @@ public:
 
 private:
     std::shared_ptr<TSR::ImageCompressor::API::ICompressionUtil> compressionUtil() const;
-    bool placeDatasets(bool nonBatch, QListWidget* list,
-                       TSR::ImageCompressor::API::DatasetScanResult& scanResult);
+    bool placeDatasets(bool nonBatch, QListWidget* list, TSR::ImageCompressor::API::DatasetScanResult& scanResult);
     bool placeDatasetsAfterFront(bool nonBatch, QListWidget* list,
                                  TSR::ImageCompressor::API::DatasetScanResult& scanResult);
     GeoViewRectangle* extentItem() const;

@@ -113,12 +113,8 @@ QString GeoViewPolygon::projTooltip(const QPointF&) const
     return QString();
 }
 
-void GeoViewPolygon::projOnMouseClick(const QPointF&)
-{
-}
+void GeoViewPolygon::projOnMouseClick(const QPointF&) {}
 
-void GeoViewPolygon::projOnMouseDoubleClick(const QPointF&)
-{
-}
+void GeoViewPolygon::projOnMouseDoubleClick(const QPointF&) {}
 
 }  // namespace Tessara::GeoMap

@@ -15,7 +15,8 @@ class GeoViewPolygon : public QGVDrawItem
     Q_OBJECT
 
 public:
-    struct Style {
+    struct Style
+    {
         int brushStyle;
         QColor fillColor;
         QColor lineColor;

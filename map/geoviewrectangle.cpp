@@ -69,8 +69,7 @@ void GeoViewRectangle::projPaint(QPainter* painter)
         painter->setBrush(Qt::NoBrush);
     } else {
         const bool highlighted = isFlag(QGV::ItemFlag::Highlighted) && isFlag(QGV::ItemFlag::HighlightCustom);
-        QPen pen(QBrush(QColor(51, 160, 44)), highlighted ? 5.0 : 1.0, Qt::SolidLine, Qt::SquareCap,
-                 Qt::BevelJoin);
+        QPen pen(QBrush(QColor(51, 160, 44)), highlighted ? 5.0 : 1.0, Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin);
         pen.setCosmetic(true);
         painter->setPen(pen);
         if (isSelected() && isFlag(QGV::ItemFlag::SelectCustom))
@@ -115,8 +114,6 @@ void GeoViewRectangle::projOnMouseClick(const QPointF&)
         listWidget->scrollToItem(last);
 }
 
-void GeoViewRectangle::projOnMouseDoubleClick(const QPointF&)
-{
-}
+void GeoViewRectangle::projOnMouseDoubleClick(const QPointF&) {}
 
 }  // namespace Tessara::GeoMap

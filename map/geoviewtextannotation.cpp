@@ -72,12 +72,8 @@ QString GeoViewTextAnnotation::projTooltip(const QPointF&) const
     return QString();
 }
 
-void GeoViewTextAnnotation::projOnMouseClick(const QPointF&)
-{
-}
+void GeoViewTextAnnotation::projOnMouseClick(const QPointF&) {}
 
-void GeoViewTextAnnotation::projOnMouseDoubleClick(const QPointF&)
-{
-}
+void GeoViewTextAnnotation::projOnMouseDoubleClick(const QPointF&) {}
 
 }  // namespace Tessara::GeoMap

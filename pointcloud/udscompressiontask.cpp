@@ -14,8 +14,8 @@
 UDSCompressionTask::UDSCompressionTask(QObject* parent)
     : QObject(parent)
 {
-    viewPointCloudAction = new QAction(QIcon(QStringLiteral(":/ImageCompressor/Resources/pointcloud.png")),
-                                       tr("View Point Cloud"), this);
+    viewPointCloudAction =
+        new QAction(QIcon(QStringLiteral(":/ImageCompressor/Resources/pointcloud.png")), tr("View Point Cloud"), this);
     connect(viewPointCloudAction, &QAction::triggered, this, &UDSCompressionTask::viewOutput);
 
     // Direct: the messages leave on the worker thread before the window hears of the signal that
@@ -29,9 +29,15 @@ UDSCompressionTask::UDSCompressionTask(QObject* parent)
 
 QStringList UDSCompressionTask::arguments()
 {
-    QStringList args{QStringLiteral("-i"), inputFilename_, QStringLiteral("-o"), outputFilename_,
-                     QStringLiteral("-t"), tempDirname_, QStringLiteral("-c"),
-                     QStringLiteral("Compressed with %1 %2.").arg(AppConstants::ApplicationName, AppConstants::ApplicationYear)};
+    QStringList args{
+        QStringLiteral("-i"),
+        inputFilename_,
+        QStringLiteral("-o"),
+        outputFilename_,
+        QStringLiteral("-t"),
+        tempDirname_,
+        QStringLiteral("-c"),
+        QStringLiteral("Compressed with %1 %2.").arg(AppConstants::ApplicationName, AppConstants::ApplicationYear)};
     // The converter takes every file of a directory whose name matches this pattern.
     if (QFileInfo(inputFilename_).isDir())
         args << QStringLiteral("-e") << QStringLiteral("(e57|la[sz])");
@@ -147,21 +153,75 @@ void UDSCompressionTask::viewOutput()
                              QMessageBox::Ok);
 }
 
-void UDSCompressionTask::setId(quint32 id) { id_ = id; }
-quint32 UDSCompressionTask::id() const { return id_; }
-QString UDSCompressionTask::inputFilename() const { return inputFilename_; }
-void UDSCompressionTask::setInputFilename(const QString& path) { inputFilename_ = path; }
-QString UDSCompressionTask::outputFilename() const { return outputFilename_; }
-void UDSCompressionTask::setOutputFilename(const QString& path) { outputFilename_ = path; }
-QString UDSCompressionTask::logFilename() const { return logFilename_; }
-void UDSCompressionTask::setLogFilename(const QString& path) { logFilename_ = path; }
-QString UDSCompressionTask::tempDirname() const { return tempDirname_; }
-void UDSCompressionTask::setTempDirname(const QString& path) { tempDirname_ = path; }
-int UDSCompressionTask::convertThreads() const { return convertThreads_; }
-void UDSCompressionTask::setConvertThreads(int threads) { convertThreads_ = threads; }
-int UDSCompressionTask::readThreads() const { return readThreads_; }
-void UDSCompressionTask::setReadThreads(int threads) { readThreads_ = threads; }
-int UDSCompressionTask::targetMemoryGB() const { return targetMemoryGB_; }
-void UDSCompressionTask::setTargetMemoryGB(int gigabytes) { targetMemoryGB_ = gigabytes; }
-QString UDSCompressionTask::advancedOptions() const { return advancedOptions_; }
-void UDSCompressionTask::setAdvancedOptions(const QString& options) { advancedOptions_ = options; }
+void UDSCompressionTask::setId(quint32 id)
+{
+    id_ = id;
+}
+quint32 UDSCompressionTask::id() const
+{
+    return id_;
+}
+QString UDSCompressionTask::inputFilename() const
+{
+    return inputFilename_;
+}
+void UDSCompressionTask::setInputFilename(const QString& path)
+{
+    inputFilename_ = path;
+}
+QString UDSCompressionTask::outputFilename() const
+{
+    return outputFilename_;
+}
+void UDSCompressionTask::setOutputFilename(const QString& path)
+{
+    outputFilename_ = path;
+}
+QString UDSCompressionTask::logFilename() const
+{
+    return logFilename_;
+}
+void UDSCompressionTask::setLogFilename(const QString& path)
+{
+    logFilename_ = path;
+}
+QString UDSCompressionTask::tempDirname() const
+{
+    return tempDirname_;
+}
+void UDSCompressionTask::setTempDirname(const QString& path)
+{
+    tempDirname_ = path;
+}
+int UDSCompressionTask::convertThreads() const
+{
+    return convertThreads_;
+}
+void UDSCompressionTask::setConvertThreads(int threads)
+{
+    convertThreads_ = threads;
+}
+int UDSCompressionTask::readThreads() const
+{
+    return readThreads_;
+}
+void UDSCompressionTask::setReadThreads(int threads)
+{
+    readThreads_ = threads;
+}
+int UDSCompressionTask::targetMemoryGB() const
+{
+    return targetMemoryGB_;
+}
+void UDSCompressionTask::setTargetMemoryGB(int gigabytes)
+{
+    targetMemoryGB_ = gigabytes;
+}
+QString UDSCompressionTask::advancedOptions() const
+{
+    return advancedOptions_;
+}
+void UDSCompressionTask::setAdvancedOptions(const QString& options)
+{
+    advancedOptions_ = options;
+}

@@ -47,7 +47,8 @@ UDSCompressorWizard::UDSCompressorWizard(UDSComboLUTTask* lookupTables, QWidget*
     ui->inputFileLineEdit->setText(settings->value(InputFile, QString()).toString());
     ui->outputFileLineEdit->setText(settings->value(OutputFilename, QString()).toString());
     ui->tempDirLineEdit->setText(
-        settings->value(TempDirectorySetting, QStandardPaths::writableLocation(QStandardPaths::TempLocation)).toString());
+        settings->value(TempDirectorySetting, QStandardPaths::writableLocation(QStandardPaths::TempLocation))
+            .toString());
     ui->convertThreadSpinner->setValue(settings->value(ConvertThreads, 0).toInt());
     ui->readThreadSpinner->setValue(settings->value(ReadThreads, 0).toInt());
     // A machine whose memory cannot be read leaves the spinner at its minimum alone.
@@ -82,8 +83,8 @@ UDSCompressorWizard::~UDSCompressorWizard()
     settings->setValue(MemoryTarget, ui->targetMemorySpinner->value());
     settings->setValue(AdvancedOptions, ui->advancedOptionsLineEdit->text());
     // A table the converter did not offer this time is remembered for the next.
-    settings->setValue(ColourTable, ui->lutComboBox->currentIndex() > 0 ? ui->lutComboBox->currentText()
-                                                                        : savedColourTable);
+    settings->setValue(ColourTable,
+                       ui->lutComboBox->currentIndex() > 0 ? ui->lutComboBox->currentText() : savedColourTable);
     settings->setValue(CompressionMode, ui->radioButtonFile->isChecked());
     settings->setValue(WizardGeometry, geometry());
     delete ui;
@@ -122,8 +123,9 @@ void UDSCompressorWizard::chooseInput()
         QStringList patterns;
         for (const QString& suffix : FileTypes::pointCloudSuffixes())
             patterns.append(QStringLiteral("*.") + suffix);
-        chosen = QFileDialog::getOpenFileName(this, tr("Select an input file to convert"), start,
-                                              tr("Point Cloud Files (%1);; All Files(*.*)").arg(patterns.join(QLatin1Char(' '))));
+        chosen = QFileDialog::getOpenFileName(
+            this, tr("Select an input file to convert"), start,
+            tr("Point Cloud Files (%1);; All Files(*.*)").arg(patterns.join(QLatin1Char(' '))));
     } else {
         chosen = QFileDialog::getExistingDirectory(this, tr("Select an input directory to mosaic"), start,
                                                    QFileDialog::ShowDirsOnly);
@@ -198,9 +200,7 @@ namespace {
 
 bool hasEntries(const QString& directory)
 {
-    return !QDir(directory)
-                .entryList(QDir::Dirs | QDir::Files | QDir::Drives | QDir::NoDotAndDotDot)
-                .isEmpty();
+    return !QDir(directory).entryList(QDir::Dirs | QDir::Files | QDir::Drives | QDir::NoDotAndDotDot).isEmpty();
 }
 
 }  // namespace

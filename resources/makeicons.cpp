@@ -34,13 +34,13 @@ const QColor lightAmber(0xf6, 0xc4, 0x53);
 const QColor darkAmber(0xa8, 0x6f, 0x05);
 const QColor highlightBlue(0x9c, 0xc3, 0xec);
 
-QPen roundPen(const QColor &color, qreal width)
+QPen roundPen(const QColor& color, qreal width)
 {
     return QPen(color, width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
 }
 
 // Nearly every shape sets an outline and a fill together; one call keeps the drawing code flat.
-void setStyle(QPainter &p, const QPen &pen, const QBrush &brush = Qt::NoBrush)
+void setStyle(QPainter& p, const QPen& pen, const QBrush& brush = Qt::NoBrush)
 {
     p.setPen(pen);
     p.setBrush(brush);
@@ -60,7 +60,7 @@ QFont sansFont(int pixelSize, bool bold)
     return font;
 }
 
-void drawArrow(QPainter &p, QPointF from, QPointF to, qreal width, const QColor &color)
+void drawArrow(QPainter& p, QPointF from, QPointF to, qreal width, const QColor& color)
 {
     const QLineF unit = QLineF(from, to).unitVector();
     const QPointF direction = unit.p2() - unit.p1();
@@ -72,21 +72,21 @@ void drawArrow(QPainter &p, QPointF from, QPointF to, qreal width, const QColor 
     p.drawPolygon(polygon({to, headBase + normal * (width * 1.5), headBase - normal * (width * 1.5)}));
 }
 
-void drawDisc(QPainter &p, QPointF centre, qreal radius, const QColor &fill)
+void drawDisc(QPainter& p, QPointF centre, qreal radius, const QColor& fill)
 {
     setStyle(p, roundPen(fill.darker(130), radius * 0.1), fill);
     p.drawEllipse(centre, radius, radius);
 }
 
-void drawDocument(QPainter &p, const QRectF &r, qreal lineWidth, int textLines)
+void drawDocument(QPainter& p, const QRectF& r, qreal lineWidth, int textLines)
 {
     const qreal fold = r.width() * 0.3;
     setStyle(p, roundPen(slate, lineWidth), Qt::white);
-    p.drawPolygon(polygon({r.topLeft(), {r.right() - fold, r.top()}, {r.right(), r.top() + fold},
-                           r.bottomRight(), r.bottomLeft()}));
+    p.drawPolygon(polygon(
+        {r.topLeft(), {r.right() - fold, r.top()}, {r.right(), r.top() + fold}, r.bottomRight(), r.bottomLeft()}));
     p.setBrush(lightGrey);
-    p.drawPolygon(polygon({{r.right() - fold, r.top()}, {r.right() - fold, r.top() + fold},
-                           {r.right(), r.top() + fold}}));
+    p.drawPolygon(
+        polygon({{r.right() - fold, r.top()}, {r.right() - fold, r.top() + fold}, {r.right(), r.top() + fold}}));
     const qreal margin = r.width() * 0.2;
     const qreal top = r.top() + fold * 1.3;
     const qreal spacing = textLines > 1 ? (r.bottom() - margin - top) / (textLines - 1) : 0.0;
@@ -101,7 +101,7 @@ void drawDocument(QPainter &p, const QRectF &r, qreal lineWidth, int textLines)
 
 enum class Glyph { tick, cross, plus, info };
 
-void drawBadge(QPainter &p, QPointF c, qreal r, const QColor &fill, Glyph glyph, bool ring)
+void drawBadge(QPainter& p, QPointF c, qreal r, const QColor& fill, Glyph glyph, bool ring)
 {
     // The white ring separates a badge from whatever it is overlaid on.
     setStyle(p, ring ? QPen(Qt::white, r * 0.3) : QPen(Qt::NoPen), fill);
@@ -109,8 +109,8 @@ void drawBadge(QPainter &p, QPointF c, qreal r, const QColor &fill, Glyph glyph,
     setStyle(p, roundPen(Qt::white, r * 0.28));
     switch (glyph) {
     case Glyph::tick:
-        p.drawPolyline(polygon({c + QPointF(-0.5 * r, 0.02 * r), c + QPointF(-0.12 * r, 0.4 * r),
-                                c + QPointF(0.5 * r, -0.38 * r)}));
+        p.drawPolyline(polygon(
+            {c + QPointF(-0.5 * r, 0.02 * r), c + QPointF(-0.12 * r, 0.4 * r), c + QPointF(0.5 * r, -0.38 * r)}));
         break;
     case Glyph::cross:
         p.drawLine(c + QPointF(-0.4 * r, -0.4 * r), c + QPointF(0.4 * r, 0.4 * r));
@@ -131,7 +131,7 @@ void drawBadge(QPainter &p, QPointF c, qreal r, const QColor &fill, Glyph glyph,
 
 enum class RowHighlight { none, one, all };
 
-void drawGrid(QPainter &p, const QRectF &r, RowHighlight highlight)
+void drawGrid(QPainter& p, const QRectF& r, RowHighlight highlight)
 {
     const int rows = 4;
     const int columns = 3;
@@ -157,15 +157,19 @@ void drawGrid(QPainter &p, const QRectF &r, RowHighlight highlight)
     p.drawRect(r);
 }
 
-void drawFolderBack(QPainter &p, const QRectF &r, qreal lineWidth)
+void drawFolderBack(QPainter& p, const QRectF& r, qreal lineWidth)
 {
     const qreal tabBottom = r.top() + r.height() * 0.15;
     setStyle(p, roundPen(darkAmber, lineWidth), amber);
-    p.drawPolygon(polygon({r.bottomLeft(), r.topLeft(), {r.left() + r.width() * 0.36, r.top()},
-                           {r.left() + r.width() * 0.45, tabBottom}, {r.right(), tabBottom}, r.bottomRight()}));
+    p.drawPolygon(polygon({r.bottomLeft(),
+                           r.topLeft(),
+                           {r.left() + r.width() * 0.36, r.top()},
+                           {r.left() + r.width() * 0.45, tabBottom},
+                           {r.right(), tabBottom},
+                           r.bottomRight()}));
 }
 
-void drawFolderFront(QPainter &p, const QRectF &r, qreal lineWidth, bool open)
+void drawFolderFront(QPainter& p, const QRectF& r, qreal lineWidth, bool open)
 {
     setStyle(p, roundPen(darkAmber, lineWidth), lightAmber);
     if (!open) {
@@ -173,17 +177,19 @@ void drawFolderFront(QPainter &p, const QRectF &r, qreal lineWidth, bool open)
         return;
     }
     const qreal flapTop = r.top() + r.height() * 0.42;
-    p.drawPolygon(polygon({{r.left() + r.width() * 0.16, flapTop}, {r.right(), flapTop},
-                           {r.right() - r.width() * 0.14, r.bottom()}, r.bottomLeft()}));
+    p.drawPolygon(polygon({{r.left() + r.width() * 0.16, flapTop},
+                           {r.right(), flapTop},
+                           {r.right() - r.width() * 0.14, r.bottom()},
+                           r.bottomLeft()}));
 }
 
-void drawClosedFolder(QPainter &p, const QRectF &r, qreal lineWidth)
+void drawClosedFolder(QPainter& p, const QRectF& r, qreal lineWidth)
 {
     drawFolderBack(p, r, lineWidth);
     drawFolderFront(p, r, lineWidth, false);
 }
 
-void drawStopwatch(QPainter &p, bool running)
+void drawStopwatch(QPainter& p, bool running)
 {
     const QPointF centre(8, 9.5);
     setStyle(p, Qt::NoPen, slate);
@@ -200,7 +206,7 @@ void drawStopwatch(QPainter &p, bool running)
     p.drawEllipse(centre, 1.1, 1.1);
 }
 
-void drawGear(QPainter &p, QPointF c, qreal outer, qreal root, int teeth, qreal offset, const QColor &fill)
+void drawGear(QPainter& p, QPointF c, qreal outer, qreal root, int teeth, qreal offset, const QColor& fill)
 {
     const qreal step = 2 * M_PI / teeth;
     QPolygonF outline;
@@ -220,7 +226,7 @@ void drawGear(QPainter &p, QPointF c, qreal outer, qreal root, int teeth, qreal 
 }
 
 // Application mark, drawn in a 64-unit box.
-void drawAppMark(QPainter &p)
+void drawAppMark(QPainter& p)
 {
     QLinearGradient background(0, 4, 0, 60);
     background.setColorAt(0, deepBlue.lighter(115));
@@ -238,7 +244,7 @@ void drawAppMark(QPainter &p)
     p.drawPolyline(polygon({{23, 23}, {30, 20}, {35, 26}, {41, 23}}));
 }
 
-void warningIcon(QPainter &p)
+void warningIcon(QPainter& p)
 {
     setStyle(p, roundPen(darkAmber, 1.0), amber);
     p.drawPolygon(polygon({{8, 1.2}, {15.2, 14.5}, {0.8, 14.5}}));
@@ -248,13 +254,13 @@ void warningIcon(QPainter &p)
     p.drawEllipse(QPointF(8, 12.2), 1.05, 1.05);
 }
 
-void documentInfoIcon(QPainter &p)
+void documentInfoIcon(QPainter& p)
 {
     drawDocument(p, QRectF(1.5, 0.5, 10, 14), 1.0, 3);
     drawBadge(p, {11.3, 11.3}, 4.4, deepBlue, Glyph::info, true);
 }
 
-void sortIcon(QPainter &p, bool ascending)
+void sortIcon(QPainter& p, bool ascending)
 {
     drawArrow(p, {3.5, ascending ? 14.0 : 2.0}, {3.5, ascending ? 1.5 : 14.5}, 1.6, deepBlue);
     setStyle(p, Qt::NoPen, slate);
@@ -262,13 +268,13 @@ void sortIcon(QPainter &p, bool ascending)
         p.drawRect(QRectF(7.5, 1.5 + i * 3.6, 2 + 1.8 * (ascending ? i : 3 - i), 2));
 }
 
-void tableBadgeIcon(QPainter &p, const QColor &fill, Glyph glyph)
+void tableBadgeIcon(QPainter& p, const QColor& fill, Glyph glyph)
 {
     drawGrid(p, QRectF(1.5, 1.5, 18, 15), RowHighlight::none);
     drawBadge(p, {17.5, 17.5}, 5.5, fill, glyph, true);
 }
 
-void elementsSelectionIcon(QPainter &p)
+void elementsSelectionIcon(QPainter& p)
 {
     setStyle(p, Qt::NoPen, deepBlue);
     p.drawEllipse(QPointF(9, 9), 3.5, 3.5);
@@ -279,11 +285,11 @@ void elementsSelectionIcon(QPainter &p)
     setStyle(p, QPen(slate, 1, Qt::DashLine));
     p.drawRect(QRectF(2.5, 2.5, 19, 19));
     setStyle(p, QPen(deepBlue, 1), Qt::white);
-    for (const QPointF &corner : {QPointF(2.5, 2.5), QPointF(21.5, 2.5), QPointF(2.5, 21.5), QPointF(21.5, 21.5)})
+    for (const QPointF& corner : {QPointF(2.5, 2.5), QPointF(21.5, 2.5), QPointF(2.5, 21.5), QPointF(21.5, 21.5)})
         p.drawRect(QRectF(corner - QPointF(1.5, 1.5), QSizeF(3, 3)));
 }
 
-void photoSceneryIcon(QPainter &p)
+void photoSceneryIcon(QPainter& p)
 {
     const QRectF frame(4, 8, 40, 32);
     setStyle(p, Qt::NoPen, lightBlue);
@@ -301,7 +307,7 @@ void photoSceneryIcon(QPainter &p)
     p.drawRoundedRect(frame, 3, 3);
 }
 
-void textLockIcon(QPainter &p)
+void textLockIcon(QPainter& p)
 {
     drawDocument(p, QRectF(6, 3, 28, 38), 2.2, 5);
     const QRectF shackle(28.5, 20, 11, 14);
@@ -317,7 +323,7 @@ void textLockIcon(QPainter &p)
     p.drawLine(QPointF(34, 35), QPointF(34, 38.5));
 }
 
-void exitIcon(QPainter &p)
+void exitIcon(QPainter& p)
 {
     setStyle(p, roundPen(slate, 2.5), lightGrey);
     p.drawRect(QRectF(6, 4, 22, 40));
@@ -328,7 +334,7 @@ void exitIcon(QPainter &p)
     drawArrow(p, {24, 24}, {45, 24}, 4, red);
 }
 
-void companyMarkIcon(QPainter &p)
+void companyMarkIcon(QPainter& p)
 {
     QPolygonF sixSided;
     for (int i = 0; i < 6; ++i) {
@@ -342,7 +348,7 @@ void companyMarkIcon(QPainter &p)
     p.drawPolygon(polygon({{12, 13}, {36, 13}, {33, 19}, {27, 19}, {27, 36}, {24, 39}, {21, 36}, {21, 19}, {15, 19}}));
 }
 
-void splashImage(QPainter &p)
+void splashImage(QPainter& p)
 {
     const QRectF area(0, 0, 560, 320);
     QLinearGradient background(area.topLeft(), area.bottomRight());
@@ -378,7 +384,7 @@ void splashImage(QPainter &p)
     p.drawText(QRectF(0, 280, 536, 24), Qt::AlignRight | Qt::AlignVCenter, QStringLiteral("Tessara Geodata"));
 }
 
-void gearsIcon(QPainter &p)
+void gearsIcon(QPainter& p)
 {
     const QPointF big(19, 29);
     const QPointF small(36, 15.5);
@@ -388,7 +394,7 @@ void gearsIcon(QPainter &p)
     drawGear(p, small, 10, 7, 8, towardSmall + M_PI, teal);
 }
 
-void pointcloudIcon(QPainter &p)
+void pointcloudIcon(QPainter& p)
 {
     // Fixed seed: the build must produce identical bytes every time.
     QRandomGenerator random(20240611);
@@ -403,10 +409,10 @@ void pointcloudIcon(QPainter &p)
     }
 }
 
-void uploadIcon(QPainter &p)
+void uploadIcon(QPainter& p)
 {
     QPainterPath cloud;
-    for (const QRectF &puff : {QRectF(4, 16, 16, 16), QRectF(13, 5, 22, 22), QRectF(28, 13, 16, 16)}) {
+    for (const QRectF& puff : {QRectF(4, 16, 16, 16), QRectF(13, 5, 22, 22), QRectF(28, 13, 16, 16)}) {
         QPainterPath part;
         part.addEllipse(puff);
         cloud = cloud.united(part);
@@ -418,7 +424,7 @@ void uploadIcon(QPainter &p)
     drawArrow(p, {24, 45}, {24, 15}, 4, deepBlue);
 }
 
-void userIcon(QPainter &p)
+void userIcon(QPainter& p)
 {
     QPainterPath shoulders;
     shoulders.moveTo(7, 44);
@@ -431,7 +437,7 @@ void userIcon(QPainter &p)
     p.drawEllipse(QPointF(24, 15.5), 9.5, 9.5);
 }
 
-void openProjectIcon(QPainter &p)
+void openProjectIcon(QPainter& p)
 {
     const QRectF folder(3, 8, 42, 34);
     drawFolderBack(p, folder, 2);
@@ -443,7 +449,7 @@ void openProjectIcon(QPainter &p)
     drawFolderFront(p, folder, 2, true);
 }
 
-void newCompressIcon(QPainter &p)
+void newCompressIcon(QPainter& p)
 {
     const QColor cells[] = {teal, green, deepBlue, lightBlue, teal, green, deepBlue, lightBlue, teal};
     p.setPen(Qt::NoPen);
@@ -460,14 +466,14 @@ void newCompressIcon(QPainter &p)
     drawArrow(p, {45, 45}, {36, 36}, 3, clamp);
 }
 
-void startIcon(QPainter &p)
+void startIcon(QPainter& p)
 {
     drawDisc(p, {24, 24}, 20, green);
     setStyle(p, roundPen(Qt::white, 2), Qt::white);
     p.drawPolygon(polygon({{19, 14}, {35, 24}, {19, 34}}));
 }
 
-void stopIcon(QPainter &p)
+void stopIcon(QPainter& p)
 {
     setStyle(p, roundPen(red.darker(130), 2), red);
     p.drawRoundedRect(QRectF(6, 6, 36, 36), 7, 7);
@@ -475,7 +481,7 @@ void stopIcon(QPainter &p)
     p.drawRoundedRect(QRectF(11, 11, 26, 26), 4, 4);
 }
 
-void deleteIcon(QPainter &p)
+void deleteIcon(QPainter& p)
 {
     setStyle(p, roundPen(red.darker(140), 2), red);
     p.drawPolygon(polygon({{11, 14}, {37, 14}, {34, 44}, {14, 44}}));
@@ -487,14 +493,14 @@ void deleteIcon(QPainter &p)
         p.drawLine(QPointF(x, 19), QPointF(x, 39));
 }
 
-void viewerIcon(QPainter &p)
+void viewerIcon(QPainter& p)
 {
     const qreal folds[] = {5, 18, 30, 43};
     for (int i = 0; i < 3; ++i) {
         const qreal lift = (i % 2) ? 0.0 : 3.0;
         setStyle(p, roundPen(slate, 1.8), (i % 2) ? QColor(0xc8, 0xe8, 0xe3) : QColor(0xcf, 0xec, 0xd2));
-        p.drawPolygon(polygon({{folds[i], 24 + lift}, {folds[i + 1], 27 - lift},
-                               {folds[i + 1], 45 - lift}, {folds[i], 42 + lift}}));
+        p.drawPolygon(polygon(
+            {{folds[i], 24 + lift}, {folds[i + 1], 27 - lift}, {folds[i + 1], 45 - lift}, {folds[i], 42 + lift}}));
     }
     p.setPen(QPen(red, 1.8, Qt::DashLine, Qt::RoundCap));
     p.drawPolyline(polygon({{9, 40}, {20, 35}, {29, 40}, {39, 33}}));
@@ -512,7 +518,7 @@ void viewerIcon(QPainter &p)
     p.drawEllipse(QPointF(26, 13), 1.3, 1.3);
 }
 
-void fileCheckIcon(QPainter &p)
+void fileCheckIcon(QPainter& p)
 {
     drawDocument(p, QRectF(5, 3, 28, 38), 2.2, 5);
     p.setPen(roundPen(slate, 5.5));
@@ -521,7 +527,7 @@ void fileCheckIcon(QPainter &p)
     p.drawEllipse(QPointF(31, 30), 8, 8);
 }
 
-void headerEditorIcon(QPainter &p)
+void headerEditorIcon(QPainter& p)
 {
     drawDocument(p, QRectF(5, 3, 28, 38), 2.2, 5);
     // The pencil is laid out along +x, then turned so its point faces the lower left.
@@ -539,7 +545,7 @@ void headerEditorIcon(QPainter &p)
     p.restore();
 }
 
-void diskSpeedIcon(QPainter &p)
+void diskSpeedIcon(QPainter& p)
 {
     const QColor bands[] = {green, amber, red};
     p.setBrush(Qt::NoBrush);
@@ -558,7 +564,7 @@ void diskSpeedIcon(QPainter &p)
         p.drawLine(QPointF(x, 31), QPointF(x, 37));
 }
 
-void consoleIcon(QPainter &p)
+void consoleIcon(QPainter& p)
 {
     const QRectF window(3, 7, 42, 34);
     setStyle(p, Qt::NoPen, QColor(0x2b, 0x32, 0x3a));
@@ -574,7 +580,7 @@ void consoleIcon(QPainter &p)
     p.drawLine(QPointF(20, 33), QPointF(29, 33));
 }
 
-void helpIcon(QPainter &p)
+void helpIcon(QPainter& p)
 {
     drawDisc(p, {24, 24}, 20, deepBlue);
     p.setFont(sansFont(30, true));
@@ -582,7 +588,7 @@ void helpIcon(QPainter &p)
     p.drawText(QRectF(4, 4, 40, 41), Qt::AlignCenter, QStringLiteral("?"));
 }
 
-void fileInfoIcon(QPainter &p)
+void fileInfoIcon(QPainter& p)
 {
     drawDisc(p, {24, 24}, 20, deepBlue);
     setStyle(p, Qt::NoPen, Qt::white);
@@ -590,7 +596,7 @@ void fileInfoIcon(QPainter &p)
     p.drawRoundedRect(QRectF(21, 20.5, 6, 16), 2, 2);
 }
 
-void qualityIcon(QPainter &p)
+void qualityIcon(QPainter& p)
 {
     p.setPen(Qt::NoPen);
     for (int i = 0; i < 5; ++i) {
@@ -602,11 +608,12 @@ void qualityIcon(QPainter &p)
     drawArrow(p, {45, 3}, {23, 25}, 3, deepBlue);
 }
 
-struct ImageJob {
+struct ImageJob
+{
     QString fileName;
     QSize size;
-    qreal designWidth; // drawing coordinates span this many units across the image
-    std::function<void(QPainter &)> draw;
+    qreal designWidth;  // drawing coordinates span this many units across the image
+    std::function<void(QPainter&)> draw;
 };
 
 std::vector<ImageJob> allImages()
@@ -616,28 +623,34 @@ std::vector<ImageJob> allImages()
     const QSize large(48, 48);
     const QRectF tableArea(2.5, 3.5, 19, 17);
     return {
-        {QStringLiteral("stopwatch.png"), small, 16, [](QPainter &p) { drawStopwatch(p, false); }},
-        {QStringLiteral("stopwatch_run.png"), small, 16, [](QPainter &p) { drawStopwatch(p, true); }},
+        {QStringLiteral("stopwatch.png"), small, 16, [](QPainter& p) { drawStopwatch(p, false); }},
+        {QStringLiteral("stopwatch_run.png"), small, 16, [](QPainter& p) { drawStopwatch(p, true); }},
         {QStringLiteral("check.png"), small, 16,
-         [](QPainter &p) { drawBadge(p, {8, 8}, 7.2, green, Glyph::tick, false); }},
+         [](QPainter& p) {
+             drawBadge(p, {8, 8}, 7.2, green, Glyph::tick, false);
+         }},
         {QStringLiteral("warning.png"), small, 16, warningIcon},
         {QStringLiteral("error.png"), small, 16,
-         [](QPainter &p) { drawBadge(p, {8, 8}, 7.2, red, Glyph::cross, false); }},
+         [](QPainter& p) {
+             drawBadge(p, {8, 8}, 7.2, red, Glyph::cross, false);
+         }},
         {QStringLiteral("document_info.png"), small, 16, documentInfoIcon},
-        {QStringLiteral("sort_az_ascending.png"), small, 16, [](QPainter &p) { sortIcon(p, true); }},
-        {QStringLiteral("sort_az_descending.png"), small, 16, [](QPainter &p) { sortIcon(p, false); }},
+        {QStringLiteral("sort_az_ascending.png"), small, 16, [](QPainter& p) { sortIcon(p, true); }},
+        {QStringLiteral("sort_az_descending.png"), small, 16, [](QPainter& p) { sortIcon(p, false); }},
         {QStringLiteral("table_selection_row.png"), medium, 24,
-         [tableArea](QPainter &p) { drawGrid(p, tableArea, RowHighlight::one); }},
+         [tableArea](QPainter& p) { drawGrid(p, tableArea, RowHighlight::one); }},
         {QStringLiteral("table_selection_all.png"), medium, 24,
-         [tableArea](QPainter &p) { drawGrid(p, tableArea, RowHighlight::all); }},
-        {QStringLiteral("table_sql_ok.png"), medium, 24, [](QPainter &p) { tableBadgeIcon(p, green, Glyph::tick); }},
-        {QStringLiteral("table_sql_delete.png"), medium, 24, [](QPainter &p) { tableBadgeIcon(p, red, Glyph::cross); }},
+         [tableArea](QPainter& p) { drawGrid(p, tableArea, RowHighlight::all); }},
+        {QStringLiteral("table_sql_ok.png"), medium, 24, [](QPainter& p) { tableBadgeIcon(p, green, Glyph::tick); }},
+        {QStringLiteral("table_sql_delete.png"), medium, 24, [](QPainter& p) { tableBadgeIcon(p, red, Glyph::cross); }},
         {QStringLiteral("elements_selection.png"), medium, 24, elementsSelectionIcon},
-        {QStringLiteral("folder_add.png"), medium, 24, [](QPainter &p) {
+        {QStringLiteral("folder_add.png"), medium, 24,
+         [](QPainter& p) {
              drawClosedFolder(p, QRectF(1.5, 3.5, 19, 15), 1.2);
              drawBadge(p, {17.5, 17.5}, 5.5, green, Glyph::plus, true);
          }},
-        {QStringLiteral("folder_document.png"), medium, 24, [](QPainter &p) {
+        {QStringLiteral("folder_document.png"), medium, 24,
+         [](QPainter& p) {
              drawClosedFolder(p, QRectF(1.5, 3.5, 19, 15), 1.2);
              drawDocument(p, QRectF(11.5, 8.5, 11, 14), 1.2, 3);
          }},
@@ -646,7 +659,7 @@ std::vector<ImageJob> allImages()
         {QStringLiteral("TessaraBugLogo.png"), large, 48, companyMarkIcon},
         {QStringLiteral("splash.png"), QSize(560, 320), 560, splashImage},
         {QStringLiteral("photo_scenery.png"), large, 48, photoSceneryIcon},
-        {QStringLiteral("log.png"), large, 48, [](QPainter &p) { drawDocument(p, QRectF(9, 4, 30, 40), 2.2, 6); }},
+        {QStringLiteral("log.png"), large, 48, [](QPainter& p) { drawDocument(p, QRectF(9, 4, 30, 40), 2.2, 6); }},
         {QStringLiteral("text_lock.png"), large, 48, textLockIcon},
         {QStringLiteral("exit.png"), large, 48, exitIcon},
         {QStringLiteral("gears.png"), large, 48, gearsIcon},
@@ -669,7 +682,7 @@ std::vector<ImageJob> allImages()
     };
 }
 
-bool renderImage(const ImageJob &job, const QString &path)
+bool renderImage(const ImageJob& job, const QString& path)
 {
     QImage image(job.size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
@@ -683,7 +696,7 @@ bool renderImage(const ImageJob &job, const QString &path)
     return image.save(path, "PNG");
 }
 
-bool writeResourceFile(const std::vector<ImageJob> &jobs, const QString &path)
+bool writeResourceFile(const std::vector<ImageJob>& jobs, const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text))
@@ -691,16 +704,16 @@ bool writeResourceFile(const std::vector<ImageJob> &jobs, const QString &path)
     QTextStream out(&file);
     out << "<!DOCTYPE RCC>\n<RCC version=\"1.0\">\n";
     out << "<qresource prefix=\"/ImageCompressor/Resources\">\n";
-    for (const ImageJob &job : jobs)
+    for (const ImageJob& job : jobs)
         out << "    <file>" << job.fileName << "</file>\n";
     out << "</qresource>\n</RCC>\n";
     out.flush();
     return out.status() == QTextStream::Ok && file.error() == QFileDevice::NoError;
 }
 
-} // namespace
+}  // namespace
 
-int main(int argc, char *argv[])
+int main(int argc, char* argv[])
 {
     QGuiApplication app(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
@@ -715,7 +728,7 @@ int main(int argc, char *argv[])
     }
     const std::vector<ImageJob> jobs = allImages();
     bool ok = true;
-    for (const ImageJob &job : jobs) {
+    for (const ImageJob& job : jobs) {
         if (!renderImage(job, outDir.filePath(job.fileName))) {
             std::fprintf(stderr, "%s\n", qPrintable(job.fileName));
             ok = false;
@@ -725,7 +738,8 @@ int main(int argc, char *argv[])
     for (const int size : {16, 22, 24, 32, 48, 64, 128, 256}) {
         const QString themeDir = QStringLiteral("hicolor/%1x%1/apps").arg(size);
         const ImageJob mark{QStringLiteral("kartopress.png"), QSize(size, size), 64, drawAppMark};
-        if (!QDir().mkpath(outDir.filePath(themeDir)) || !renderImage(mark, outDir.filePath(themeDir + QStringLiteral("/kartopress.png")))) {
+        if (!QDir().mkpath(outDir.filePath(themeDir))
+            || !renderImage(mark, outDir.filePath(themeDir + QStringLiteral("/kartopress.png")))) {
             std::fprintf(stderr, "%s\n", qPrintable(themeDir));
             ok = false;
         }

@@ -46,7 +46,8 @@ bool makeTiles(const QString& directory)
             double transform[6] = {500000.0 + column * 640, 10, 0, 5600000.0 - row * 640, 0, -10};
             tile->SetGeoTransform(transform);
             tile->SetSpatialRef(&reference);
-            const CPLErr written = tile->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, 64, 64, pixels.data(), 64, 64, GDT_Byte, 0, 0);
+            const CPLErr written =
+                tile->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, 64, 64, pixels.data(), 64, 64, GDT_Byte, 0, 0);
             GDALClose(tile);
             if (written != CE_None)
                 return false;
@@ -68,7 +69,8 @@ bool makeBlocks(const QString& path)
     if (!layer || layer->CreateField(&name) != OGRERR_NONE)
         return false;
     const std::vector<std::pair<const char*, const char*>> blocks{
-        {"North fields", "POLYGON((500300 5599700,503900 5599400,504300 5597500,502500 5596900,500800 5597300,500300 5599700))"},
+        {"North fields",
+         "POLYGON((500300 5599700,503900 5599400,504300 5597500,502500 5596900,500800 5597300,500300 5599700))"},
         {"River bank", "POLYGON((501000 5597000,503000 5596900,502900 5596000,501100 5596100,501000 5597000))"}};
     for (const auto& block : blocks) {
         OGRGeometry* geometry = nullptr;
@@ -127,7 +129,9 @@ int main(int argc, char* argv[])
         QApplication::processEvents();
         wizard.grab().save(output.filePath(QLatin1String(name)));
     };
-    wizard.findChild<QButtonGroup*>(QStringLiteral("compressionModeGroup"))->button(ImageCompressor::MosaicMode)->click();
+    wizard.findChild<QButtonGroup*>(QStringLiteral("compressionModeGroup"))
+        ->button(ImageCompressor::MosaicMode)
+        ->click();
     shoot("wizard-1-start.png");
     wizard.next();
     wizard.addFolder(tiles);
@@ -140,8 +144,10 @@ int main(int argc, char* argv[])
     wizard.next();
     // A mosaic has one output; the default template names it after an input, which mosaics refuse.
     QDir(data.path()).mkpath(QStringLiteral("mosaics"));
-    wizard.findChild<QLineEdit*>(QStringLiteral("outputDirLineEdit"))->setText(data.filePath(QStringLiteral("mosaics")));
-    wizard.findChild<QLineEdit*>(QStringLiteral("outputFilenameTemplateTextEdit"))->setText(QStringLiteral("survey_$(DATE).wvc"));
+    wizard.findChild<QLineEdit*>(QStringLiteral("outputDirLineEdit"))
+        ->setText(data.filePath(QStringLiteral("mosaics")));
+    wizard.findChild<QLineEdit*>(QStringLiteral("outputFilenameTemplateTextEdit"))
+        ->setText(QStringLiteral("survey_$(DATE).wvc"));
     shoot("wizard-3-options.png");
     wizard.next();
     shoot("wizard-4-attributes.png");

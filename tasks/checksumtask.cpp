@@ -19,8 +19,7 @@ public:
     BlockReader(QFile& file, int blockSize)
         : file(file)
         , block(blockSize, Qt::Uninitialized)
-    {
-    }
+    {}
 
     bool atEnd() const { return blockUsed() && file.atEnd(); }
 
@@ -59,8 +58,8 @@ constexpr quint32 largestBuffer = 64u << 20;
 
 ChecksumTask::ChecksumTask(QObject* parent)
     : QObject(parent)
-    , openChecksumAction(new QAction(QIcon(QStringLiteral(":/ImageCompressor/Resources/text_lock.png")),
-                                     tr("Open Checksum"), this))
+    , openChecksumAction(
+          new QAction(QIcon(QStringLiteral(":/ImageCompressor/Resources/text_lock.png")), tr("Open Checksum"), this))
 {
     connect(openChecksumAction.data(), &QAction::triggered, this, &ChecksumTask::openChecksum);
 }
@@ -158,8 +157,8 @@ void ChecksumTask::run()
 void ChecksumTask::openChecksum()
 {
     if (!QDesktopServices::openUrl(QUrl::fromLocalFile(outputFilename_)))
-        QMessageBox::information(nullptr, tr("Error"), tr("Could not find default application to compare md5 checksums."),
-                                 QMessageBox::Ok);
+        QMessageBox::information(nullptr, tr("Error"),
+                                 tr("Could not find default application to compare md5 checksums."), QMessageBox::Ok);
 }
 
 void ChecksumTask::setId(quint32 id)

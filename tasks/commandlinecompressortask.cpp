@@ -4,8 +4,7 @@
 
 CommandLineCompressorTask::CommandLineCompressorTask(QObject* parent)
     : QObject(parent)
-{
-}
+{}
 
 CommandLineCompressorTask::~CommandLineCompressorTask()
 {

@@ -7,17 +7,28 @@ namespace {
 const EVP_MD* openSslDigest(QCryptographicHash::Algorithm algorithm)
 {
     switch (algorithm) {
-    case QCryptographicHash::Md5: return EVP_md5();
-    case QCryptographicHash::Sha1: return EVP_sha1();
-    case QCryptographicHash::Sha224: return EVP_sha224();
-    case QCryptographicHash::Sha256: return EVP_sha256();
-    case QCryptographicHash::Sha384: return EVP_sha384();
-    case QCryptographicHash::Sha512: return EVP_sha512();
-    case QCryptographicHash::RealSha3_224: return EVP_sha3_224();
-    case QCryptographicHash::RealSha3_256: return EVP_sha3_256();
-    case QCryptographicHash::RealSha3_384: return EVP_sha3_384();
-    case QCryptographicHash::RealSha3_512: return EVP_sha3_512();
-    default: return nullptr;
+    case QCryptographicHash::Md5:
+        return EVP_md5();
+    case QCryptographicHash::Sha1:
+        return EVP_sha1();
+    case QCryptographicHash::Sha224:
+        return EVP_sha224();
+    case QCryptographicHash::Sha256:
+        return EVP_sha256();
+    case QCryptographicHash::Sha384:
+        return EVP_sha384();
+    case QCryptographicHash::Sha512:
+        return EVP_sha512();
+    case QCryptographicHash::RealSha3_224:
+        return EVP_sha3_224();
+    case QCryptographicHash::RealSha3_256:
+        return EVP_sha3_256();
+    case QCryptographicHash::RealSha3_384:
+        return EVP_sha3_384();
+    case QCryptographicHash::RealSha3_512:
+        return EVP_sha3_512();
+    default:
+        return nullptr;
     }
 }
 

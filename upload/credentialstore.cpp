@@ -74,8 +74,7 @@ void removeFallback()
 CredentialStore::CredentialStore(const QString& userNameKey, const QString& passwordKey)
     : userNameKey(userNameKey)
     , passwordKey(passwordKey)
-{
-}
+{}
 
 QString CredentialStore::fallbackFileName()
 {
@@ -87,7 +86,8 @@ void CredentialStore::load()
     const QString marker = createSettings()->value(userNameKey).toString();
     if (marker == fileMarker) {
         auto file = fallbackSettings();
-        emit loaded(unscrambled(file->value(fileUserNameKey).toString()), unscrambled(file->value(filePasswordKey).toString()));
+        emit loaded(unscrambled(file->value(fileUserNameKey).toString()),
+                    unscrambled(file->value(filePasswordKey).toString()));
     }
     // Read also when the file holds the login: the answer tells whether the keyring can take it.
     auto* job = new QKeychain::ReadPasswordJob(AppConstants::ApplicationName, this);

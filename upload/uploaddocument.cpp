@@ -115,8 +115,9 @@ UploadDocument* UploadDocument::read(const QString& path, QString& error)
         error = tr("Xml must contain at least one <output> element.");
         return nullptr;
     }
-    document->output.type = output.attribute(QStringLiteral("type")) == QLatin1String("folder") ? UploadOutputType::Folder
-                                                                                                : UploadOutputType::CatalogId;
+    document->output.type = output.attribute(QStringLiteral("type")) == QLatin1String("folder")
+        ? UploadOutputType::Folder
+        : UploadOutputType::CatalogId;
     document->output.value = output.attribute(QStringLiteral("value"));
     document->output.description = output.attribute(QStringLiteral("description"));
 

@@ -7,13 +7,15 @@
 
 enum class UploadOutputType { Folder = 0, CatalogId = 1 };
 
-struct UploadOption {
+struct UploadOption
+{
     QString name;
     QVariant value;
 };
 
 // Where an upload goes. It owns its options.
-struct UploadOutput {
+struct UploadOutput
+{
     UploadOutput() = default;
     ~UploadOutput();
     Q_DISABLE_COPY(UploadOutput)

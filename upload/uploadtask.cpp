@@ -72,8 +72,8 @@ QStringList UploadTask::arguments()
         QStringList args{inputFilename_};
         if (!uploadFolder_.isEmpty())
             args << QStringLiteral("-foldername") << uploadFolder_;
-        return args << QStringLiteral("-u") << userName_ << QStringLiteral("-p") << password << QStringLiteral("-logfile")
-                    << logFilename_;
+        return args << QStringLiteral("-u") << userName_ << QStringLiteral("-p") << password
+                    << QStringLiteral("-logfile") << logFilename_;
     }
     QStringList args{QStringLiteral("-u"), userName_, QStringLiteral("-p"), password};
     // Without a document the uploader only logs in.

@@ -110,9 +110,9 @@ void UploadToTsDR::chooseFiles()
     QStringList patterns;
     for (const QString& suffix : acceptedSuffixes)
         patterns.append(QStringLiteral("*.%1").arg(suffix));
-    const QStringList chosen =
-        QFileDialog::getOpenFileNames(this, tr("Select Files to Upload"), lastUploadFolder,
-                                      tr("Point Cloud Files (%1);; All Files(*.*)").arg(patterns.join(QLatin1Char(' '))));
+    const QStringList chosen = QFileDialog::getOpenFileNames(
+        this, tr("Select Files to Upload"), lastUploadFolder,
+        tr("Point Cloud Files (%1);; All Files(*.*)").arg(patterns.join(QLatin1Char(' '))));
     if (chosen.isEmpty())
         return;
     for (const QString& file : chosen)
@@ -126,8 +126,9 @@ void UploadToTsDR::chooseFiles()
 
 void UploadToTsDR::updateStyleSheet()
 {
-    ui->fileList->setStyleSheet(files.isEmpty() ? QStringLiteral("QListWidget { background: white url(:/ImageCompressor/Resources/upload-48.png) "
-                                                                 "no-repeat center center; }")
+    ui->fileList->setStyleSheet(files.isEmpty() ? QStringLiteral(
+                                    "QListWidget { background: white url(:/ImageCompressor/Resources/upload-48.png) "
+                                    "no-repeat center center; }")
                                                 : QString());
 }
 
@@ -172,7 +173,8 @@ void UploadToTsDR::checkAndAccept()
     userName = ui->userNameEdit->text();
     password = ui->passwordEdit->text();
     if (userName.isEmpty() || password.isEmpty()) {
-        QMessageBox::warning(this, tr("Authentication"), tr("You must enter a valid username and password."), QMessageBox::Ok);
+        QMessageBox::warning(this, tr("Authentication"), tr("You must enter a valid username and password."),
+                             QMessageBox::Ok);
         return;
     }
     if (files.isEmpty()) {
@@ -207,7 +209,8 @@ bool UploadToTsDR::checkCredentials()
     QSemaphore done;
     QThreadPool::globalInstance()->start([&task, &busy, &done] {
         task.run();
-        QMetaObject::invokeMethod(&busy, [&busy] { busy.close(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            &busy, [&busy] { busy.close(); }, Qt::QueuedConnection);
         done.release();
     });
     if (task.state() == TaskState::Pending || task.state() == TaskState::Running)
@@ -221,7 +224,7 @@ QList<RunnableTaskBase*> UploadToTsDR::tasks()
     if (ui->fileList->count() == 0)
         return {};
     const QString base = QStandardPaths::writableLocation(QStandardPaths::TempLocation) + QLatin1Char('/')
-                         + QStringLiteral("KartopressUpload-%1").arg(currentTime().toString(QStringLiteral("yyyy.MM.dd'-'hh.mm.ss")));
+        + QStringLiteral("KartopressUpload-%1").arg(currentTime().toString(QStringLiteral("yyyy.MM.dd'-'hh.mm.ss")));
     const QString documentPath = QDir::toNativeSeparators(base + QStringLiteral(".xml"));
 
     UploadDocument document;

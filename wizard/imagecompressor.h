@@ -60,12 +60,11 @@ public:
     const QList<CompressionTask*>& jobs() const { return generatedJobs; }
 
     // Input list.
-    bool addDataset(const QFileInfo& file, QString& duplicate, QString& mismatch, QString& error,
-                    QString& clipMessage);
+    bool addDataset(const QFileInfo& file, QString& duplicate, QString& mismatch, QString& error, QString& clipMessage);
     int addFiles(const QStringList& paths);
     void addFolder(const QString& directory);
-    void reportRefusedDatasets(const QStringList& duplicates, const QStringList& mismatches,
-                               const QStringList& errors, const QString& clipMessage);
+    void reportRefusedDatasets(const QStringList& duplicates, const QStringList& mismatches, const QStringList& errors,
+                               const QString& clipMessage);
     void refreshListStatus();
     void rescanDatasets();
     void removeSelectedDatasets();

@@ -68,9 +68,10 @@ void ImageCompressor::applyEPSG()
         ui->EPSGLineEdit->clear();
         return;
     }
-    if (QMessageBox::warning(this, title,
-                             tr("Overriding the detected EPSG code will not reproject between CRS and should only be used when the default detection is wrong."),
-                             QMessageBox::Ok | QMessageBox::Cancel)
+    if (QMessageBox::warning(
+            this, title,
+            tr("Overriding the detected EPSG code will not reproject between CRS and should only be used when the default detection is wrong."),
+            QMessageBox::Ok | QMessageBox::Cancel)
         != QMessageBox::Ok)
         return;
 
@@ -166,7 +167,9 @@ void ImageCompressor::openEPSGRegistry()
         QMessageBox::warning(this, AppConstants::ApplicationName, tr("Unknown EPSG code."));
         return;
     }
-    QUrl url(settings->value(ImageCompressorSettings::EPSGRegistryHost, ImageCompressorSettings::DefaultEPSGRegistryHost).toString());
+    QUrl url(
+        settings->value(ImageCompressorSettings::EPSGRegistryHost, ImageCompressorSettings::DefaultEPSGRegistryHost)
+            .toString());
     url.setPath(QStringLiteral("/search/by-name"));
     QUrlQuery query;
     query.addQueryItem(QStringLiteral("query"), QStringLiteral("[code]=%1").arg(number));

@@ -41,7 +41,8 @@ bool isSupported(const QFileInfo& file)
 class PaintFreeze
 {
 public:
-    explicit PaintFreeze(std::initializer_list<QWidget*> widgets) : widgets(widgets)
+    explicit PaintFreeze(std::initializer_list<QWidget*> widgets)
+        : widgets(widgets)
     {
         for (QWidget* widget : widgets)
             widget->setUpdatesEnabled(false);
@@ -109,7 +110,8 @@ bool ImageCompressor::addDataset(const QFileInfo& file, QString& duplicate, QStr
             dropPolygonSelection();
 
         const bool fresh = mapView->itemCount() == 0
-            || (!ui->updateFileLineEdit->text().isEmpty() && mapView->itemCount() == 1 && compressionMode == UpdateMode);
+            || (!ui->updateFileLineEdit->text().isEmpty() && mapView->itemCount() == 1
+                && compressionMode == UpdateMode);
         if (fresh)
             mapView->hasExtentItem = false;
         if (compressionMode == BatchMode || !read) {
@@ -167,7 +169,9 @@ int ImageCompressor::addFiles(const QStringList& paths)
             if (duplicate.isEmpty() && mismatch.isEmpty() && errors.isEmpty()) {
                 ++added;
                 dialog.setLabelText(tr("Validating and reading image metadata for %1 (%2 of %3)")
-                                        .arg(file.fileName()).arg(index).arg(total));
+                                        .arg(file.fileName())
+                                        .arg(index)
+                                        .arg(total));
             }
         }
         dialog.setValue(int(double(index) * 100 / total));
@@ -202,7 +206,9 @@ void ImageCompressor::addFolder(const QString& directory)
             if (addDataset(file, duplicate, mismatch, error, clipMessage)) {
                 if (errors.isEmpty())
                     dialog.setLabelText(tr("Validating and reading image metadata for %1 (%2 of %3)")
-                                            .arg(file.fileName()).arg(count - 1).arg(total));
+                                            .arg(file.fileName())
+                                            .arg(count - 1)
+                                            .arg(total));
             } else {
                 if (!duplicate.isEmpty())
                     duplicates.append(duplicate);
@@ -240,23 +246,31 @@ void ImageCompressor::reportRefusedDatasets(const QStringList& duplicates, const
     if (!duplicates.isEmpty()) {
         const int count = duplicates.size();
         const QString text = count >= 5 ? tr("%1 datasets are duplicate and won't be added to the list.").arg(count)
-            : count == 1 ? tr("The dataset %1 is duplicate and won't be added to the list.").arg(duplicates.first())
-                         : tr("The datasets %1 are duplicate and won't be added to the list.").arg(joinBackwards(duplicates));
+            : count == 1
+            ? tr("The dataset %1 is duplicate and won't be added to the list.").arg(duplicates.first())
+            : tr("The datasets %1 are duplicate and won't be added to the list.").arg(joinBackwards(duplicates));
         QMessageBox::warning(this, title, text);
     }
     if (!mismatches.isEmpty()) {
         const int count = mismatches.size();
         // Deliberate: the five-or-more text keeps its double blank and its missing "in".
         const QString text = count >= 5
-            ? tr("%1 datasets  are different projection to the first dataset (i.e EPSG %2) and won't be added to the list.").arg(count).arg(epsg)
+            ? tr("%1 datasets  are different projection to the first dataset (i.e EPSG %2) and won't be added to the list.")
+                  .arg(count)
+                  .arg(epsg)
             : count == 1
-            ? tr("The dataset %1 is in different projection to the first dataset (i.e EPSG %2) and won't be added to the list.").arg(mismatches.first()).arg(epsg)
-            : tr("The datasets %1 are in different projection to the first dataset (i.e EPSG %2) and won't be added to the list.").arg(joinBackwards(mismatches)).arg(epsg);
+            ? tr("The dataset %1 is in different projection to the first dataset (i.e EPSG %2) and won't be added to the list.")
+                  .arg(mismatches.first())
+                  .arg(epsg)
+            : tr("The datasets %1 are in different projection to the first dataset (i.e EPSG %2) and won't be added to the list.")
+                  .arg(joinBackwards(mismatches))
+                  .arg(epsg);
         QMessageBox::warning(this, title, text);
     }
     if (!errors.isEmpty())
-        QMessageBox::warning(this, title, errors.size() >= 5 ? tr("Numerous datasets were not added due to errors.")
-                                                             : joinBackwards(errors));
+        QMessageBox::warning(this, title,
+                             errors.size() >= 5 ? tr("Numerous datasets were not added due to errors.")
+                                                : joinBackwards(errors));
     if (!clipMessage.isEmpty())
         QMessageBox::warning(this, title, clipMessage);
 }
@@ -326,21 +340,24 @@ void ImageCompressor::rescanDatasets()
             } else if (readEPSG != epsg) {
                 dialog.cancel();
                 // Deliberate: no blank after the first full stop, as the text has always read.
-                QMessageBox::warning(this, AppConstants::ApplicationName,
-                                     tr("The previously selected datasets have mismatched projections.You need to select again your datasets to mosaic."));
+                QMessageBox::warning(
+                    this, AppConstants::ApplicationName,
+                    tr("The previously selected datasets have mismatched projections.You need to select again your datasets to mosaic."));
                 clearDatasets();
                 return;
             }
             if (epsg > 0)
                 ui->EPSGLineEdit->setText(QStringLiteral("EPSG:%1").arg(epsg));
             scanResult.Datasets[key] = metadata;
-            dialog.setLabelText(tr("Validating and reading image metadata for %1 (%2 of %3)").arg(path).arg(row).arg(total));
+            dialog.setLabelText(
+                tr("Validating and reading image metadata for %1 (%2 of %3)").arg(path).arg(row).arg(total));
             dialog.setValue((row + 1) * 100 / total);
         }
     } catch (const TSR::CRuntimeError&) {
         dialog.cancel();
-        QMessageBox::warning(this, AppConstants::ApplicationName,
-                             tr("The previously selected datasets cannot be opened. You need to select again your datasets to mosaic."));
+        QMessageBox::warning(
+            this, AppConstants::ApplicationName,
+            tr("The previously selected datasets cannot be opened. You need to select again your datasets to mosaic."));
         clearDatasets();
     }
 }
@@ -377,8 +394,8 @@ void ImageCompressor::dropPolygonSelection()
 void ImageCompressor::redrawClipRectangle(bool anyMosaic)
 {
     const bool mosaic = compressionMode == MosaicMode || (anyMosaic && compressionMode == MosaicToManyMode);
-    if (!mosaic || ui->inputListWidget->count() == 0
-        || ui->shapefileClipLineEdit->text().isEmpty() || mergedPolygons.empty() || !mergedPolygons.front())
+    if (!mosaic || ui->inputListWidget->count() == 0 || ui->shapefileClipLineEdit->text().isEmpty()
+        || mergedPolygons.empty() || !mergedPolygons.front())
         return;
     const ExtractedFeatureClipInfo& region = *mergedPolygons.front();
     DatasetMetadata box;

@@ -106,8 +106,8 @@ void ImageCompressor::addCompressionJob(const QStringList& inputs, const ClipInf
     } else {
         task->setFiles(inputs);
     }
-    const QString output
-        = QDir::toNativeSeparators(makeOutputFilename(inputs.isEmpty() ? QString() : inputs.first(), appendName));
+    const QString output =
+        QDir::toNativeSeparators(makeOutputFilename(inputs.isEmpty() ? QString() : inputs.first(), appendName));
     task->setOutputFilename(output);
     task->setLogFilename(logBesideOutput(output));
     applyJobOptions(task, polygon);

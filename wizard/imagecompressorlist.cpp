@@ -52,7 +52,8 @@ void ImageCompressor::setupInputList()
         QIcon(QStringLiteral(":/ImageCompressor/Resources/sort_az_ascending.png")), tr("Sort Descending"));
     QAction* selectAll = inputListMenu->addAction(
         QIcon(QStringLiteral(":/ImageCompressor/Resources/elements_selection.png")), tr("Select All"));
-    QAction* remove = inputListMenu->addAction(QIcon(QStringLiteral(":/ImageCompressor/Resources/error.png")), tr("Delete"));
+    QAction* remove =
+        inputListMenu->addAction(QIcon(QStringLiteral(":/ImageCompressor/Resources/error.png")), tr("Delete"));
     connect(ascending, &QAction::triggered, this, [list] { list->sortItems(Qt::AscendingOrder); });
     connect(descending, &QAction::triggered, this, [list] { list->sortItems(Qt::DescendingOrder); });
     connect(selectAll, &QAction::triggered, this, [this, list] {
@@ -77,8 +78,8 @@ void ImageCompressor::setupInputList()
 
 void ImageCompressor::addImagesFromDialog()
 {
-    const QStringList files
-        = QFileDialog::getOpenFileNames(this, tr("Select files to compress"), lastInputFile, imageFileFilter);
+    const QStringList files =
+        QFileDialog::getOpenFileNames(this, tr("Select files to compress"), lastInputFile, imageFileFilter);
     addFiles(files);
     if (!files.isEmpty())
         lastInputFile = files.first();

@@ -47,13 +47,16 @@ void ImageCompressor::applyCompressionMode()
     ui->EPSGLineEdit->setReadOnly(update);
     ui->ApplyEPSGButton->setVisible(!update);
     ui->statsCheckBox->setToolTip(
-        update ? tr("Warning: Disabling statistics generation will mean existing statistics are not recalculated with the updated area.")
+        update ? tr(
+            "Warning: Disabling statistics generation will mean existing statistics are not recalculated with the updated area.")
                : tr(statsToolTip));
     ui->fieldNamecomboBox->setEnabled(compressionMode == MosaicToManyMode);
     if (mosaic)
-        ui->fieldNamecomboBox->setToolTip(tr("This field is enabled only for mosaic to many mode and disabled otherwise."));
+        ui->fieldNamecomboBox->setToolTip(
+            tr("This field is enabled only for mosaic to many mode and disabled otherwise."));
     else if (compressionMode == MosaicToManyMode)
-        ui->fieldNamecomboBox->setToolTip(tr("The value of the attribute will be appended to the output filename to ensure the names are unique."));
+        ui->fieldNamecomboBox->setToolTip(
+            tr("The value of the attribute will be appended to the output filename to ensure the names are unique."));
     if (update)
         updateReset();
     else
@@ -76,10 +79,11 @@ void ImageCompressor::applyCompressionMode()
 
 void ImageCompressor::generalReset()
 {
-    for (QWidget* widget : {static_cast<QWidget*>(ui->fileFormat), static_cast<QWidget*>(ui->colorSpace),
-                            static_cast<QWidget*>(ui->outputBitDepthOverrideGroup), static_cast<QWidget*>(ui->targetRate),
-                            static_cast<QWidget*>(ui->method), static_cast<QWidget*>(ui->threads),
-                            static_cast<QWidget*>(ui->opacityShapefileRadio), static_cast<QWidget*>(ui->resizeGroupBox)})
+    for (QWidget* widget :
+         {static_cast<QWidget*>(ui->fileFormat), static_cast<QWidget*>(ui->colorSpace),
+          static_cast<QWidget*>(ui->outputBitDepthOverrideGroup), static_cast<QWidget*>(ui->targetRate),
+          static_cast<QWidget*>(ui->method), static_cast<QWidget*>(ui->threads),
+          static_cast<QWidget*>(ui->opacityShapefileRadio), static_cast<QWidget*>(ui->resizeGroupBox)})
         widget->setEnabled(true);
     ui->wizardPageSelecInputs->setTitle(tr("Select Input Images, Region & Opacity Options"));
     clearClipState();

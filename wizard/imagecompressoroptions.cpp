@@ -25,7 +25,8 @@ void ImageCompressor::setupOptions()
     ui->threads->setEnabled(ui->method->currentIndex() != 0);
     ui->memSlider->setValue(int(memoryFraction * 100));
     refreshMemoryLabels();
-    (nullColor == QLatin1String("max") ? ui->nullBackgroundColorMaxRadio : ui->nullBackgroundColorMinRadio)->setChecked(true);
+    (nullColor == QLatin1String("max") ? ui->nullBackgroundColorMaxRadio : ui->nullBackgroundColorMinRadio)
+        ->setChecked(true);
     ui->comboBox_Resample->setCurrentIndex(resampleIndex);
     ui->opacityButtonGroup->setId(ui->opacitySourceRadio, 0);
     ui->opacityButtonGroup->setId(ui->opacityNoneRadio, 1);
@@ -64,8 +65,8 @@ void ImageCompressor::connectOptions()
     connect(ui->metaDataButton, &QPushButton::clicked, this, &ImageCompressor::editMetaData);
     connect(ui->jp2OptionsButton, &QPushButton::clicked, this, &ImageCompressor::editJp2Options);
     connect(ui->outputDirButton, &QToolButton::clicked, this, [this] {
-        const QString chosen = QFileDialog::getExistingDirectory(this, tr("Select output directory"),
-                                                                 ui->outputDirLineEdit->text());
+        const QString chosen =
+            QFileDialog::getExistingDirectory(this, tr("Select output directory"), ui->outputDirLineEdit->text());
         if (!chosen.isEmpty())
             ui->outputDirLineEdit->setText(chosen);
     });

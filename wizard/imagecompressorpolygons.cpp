@@ -105,7 +105,8 @@ void ImageCompressor::choosePolygons()
 
     if (!many) {
         if (selectedFeatures.size() != 1)
-            QMessageBox::information(this, tr("Select Polygon"), tr("Only one polygon can be selected to determine opacity channel."));
+            QMessageBox::information(this, tr("Select Polygon"),
+                                     tr("Only one polygon can be selected to determine opacity channel."));
         buildClipLists();
         if (compressionMode == MosaicMode) {
             activeArea = 0.0;
@@ -144,20 +145,22 @@ bool ImageCompressor::validateSelectedPolygons(QString& message)
         return true;
     ClipInfoList found;
     try {
-        compressionUtil()->FindIntersectingFeatures(TSR::CString(ui->shapefileClipLineEdit->text().toUtf8().constData()),
-                                                    scanResult, found);
+        compressionUtil()->FindIntersectingFeatures(
+            TSR::CString(ui->shapefileClipLineEdit->text().toUtf8().constData()), scanResult, found);
     } catch (const TSR::CRuntimeError& error) {
         message = QString::fromUtf8(error.what());
         return false;
     }
     if (found.empty()) {
-        message = tr("None of the input datasets intersect with the polygons in the shapefile. Please reselect your polygons.");
+        message = tr(
+            "None of the input datasets intersect with the polygons in the shapefile. Please reselect your polygons.");
         return false;
     }
     const CCRSIdentifier& layer = found.front()->CRS;
     if (!(layer == scanResult.CRS) || layer.GetEPSG() == 0 || scanResult.CRS.GetEPSG() == 0)
         message = tr("Input dataset(s) and shape file may be in different spatial reference systems.");
-    const QString missing = tr("The input datasets does not intersect with one of the polygon(s). Please reselect your polygon(s).");
+    const QString missing =
+        tr("The input datasets does not intersect with one of the polygon(s). Please reselect your polygon(s).");
     if (found.size() < selectedFeatures.size()) {
         message = missing;
         return false;

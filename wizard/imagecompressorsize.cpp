@@ -38,8 +38,10 @@ void ImageCompressor::connectResize()
     connect(ui->resizeGroupBox, &QGroupBox::clicked, this, &ImageCompressor::resizeClicked);
     connect(ui->calcNativeCellSizeButton, &QPushButton::clicked, this, &ImageCompressor::useNativeCellSize);
     connect(ui->calculateSizeBtn, &QPushButton::clicked, this, &ImageCompressor::calculateProjectSize);
-    connect(ui->CellSizeXLineEdit, &QLineEdit::textEdited, this, [this](const QString& text) { cellSizeEdited(true, text); });
-    connect(ui->CellSizeYLineEdit, &QLineEdit::textEdited, this, [this](const QString& text) { cellSizeEdited(false, text); });
+    connect(ui->CellSizeXLineEdit, &QLineEdit::textEdited, this,
+            [this](const QString& text) { cellSizeEdited(true, text); });
+    connect(ui->CellSizeYLineEdit, &QLineEdit::textEdited, this,
+            [this](const QString& text) { cellSizeEdited(false, text); });
     connect(ui->CellSizeXLineEdit, &QLineEdit::returnPressed, this, &ImageCompressor::cellSizeReturnPressed);
     connect(ui->CellSizeYLineEdit, &QLineEdit::returnPressed, this, &ImageCompressor::cellSizeReturnPressed);
 }
@@ -52,8 +54,9 @@ QSizeF ImageCompressor::defaultCellSize(bool silent)
         if (datasets.size() == 1)
             return QSizeF(datasets.begin()->second.CellSizeX, std::abs(datasets.begin()->second.CellSizeY));
         if (!silent) {
-            QMessageBox::information(this, tr("Cell Size"),
-                                     tr("Cannot calculate a default cell size in batch mode for multiple files. Specifying a cell size will affect all output files."));
+            QMessageBox::information(
+                this, tr("Cell Size"),
+                tr("Cannot calculate a default cell size in batch mode for multiple files. Specifying a cell size will affect all output files."));
         }
         return QSizeF();
     case MosaicMode:
@@ -70,7 +73,8 @@ QSizeF ImageCompressor::defaultCellSize(bool silent)
     }
     default:
         if (!silent)
-            QMessageBox::information(this, tr("Cell Size"), tr("Cannot change cell size or dimensions when updating an WVC file."));
+            QMessageBox::information(this, tr("Cell Size"),
+                                     tr("Cannot change cell size or dimensions when updating an WVC file."));
         return QSizeF();
     }
 }
@@ -143,8 +147,9 @@ void ImageCompressor::updateMosaicSize()
         const ExtractedFeatureClipInfo none;
         const ExtractedFeatureClipInfo& box = region ? *mergedPolygons.front() : none;
         std::uint32_t width = 0, height = 0;
-        compressionUtil()->ComputeOutputDimensions(scanResult.Datasets, box.MinX, box.MinY, box.MaxX, box.MaxY, 0.0, 0.0,
-                                                   width, height, [&dialog](const double& percent) { dialog.setPercent(percent); });
+        compressionUtil()->ComputeOutputDimensions(scanResult.Datasets, box.MinX, box.MinY, box.MaxX, box.MaxY, 0.0,
+                                                   0.0, width, height,
+                                                   [&dialog](const double& percent) { dialog.setPercent(percent); });
         dialog.finish();
         mosaicWidth = width;
         mosaicHeight = height;
@@ -156,9 +161,10 @@ void ImageCompressor::updateMosaicSize()
         dialog.finish();
         mosaicSizeGigapixels = 0.0;
         clearSizeLabels();
-        QMessageBox::warning(this, AppConstants::ApplicationName,
-                             tr("Please review input images. Could not open the mosaic and calculate the size due to the following error(s):")
-                                 + QLatin1Char('\n') + QString::fromUtf8(error.what()));
+        QMessageBox::warning(
+            this, AppConstants::ApplicationName,
+            tr("Please review input images. Could not open the mosaic and calculate the size due to the following error(s):")
+                + QLatin1Char('\n') + QString::fromUtf8(error.what()));
     }
 }
 
@@ -200,8 +206,8 @@ void ImageCompressor::calculateProjectSize()
 
 void ImageCompressor::checkOutputSize()
 {
-    const quint64 pixels = projectSizeGigapixels > 0.0 ? quint64(projectWidth) * projectHeight
-                                                       : quint64(mosaicWidth) * mosaicHeight;
+    const quint64 pixels =
+        projectSizeGigapixels > 0.0 ? quint64(projectWidth) * projectHeight : quint64(mosaicWidth) * mosaicHeight;
     if (licenseAllowsSize(pixels))
         return;
     ui->LicenseLabel->setStyleSheet(QStringLiteral("QLabel { color : red; }"));
@@ -243,8 +249,9 @@ void ImageCompressor::clearSizeLabels()
     ui->HeightLabel->clear();
 }
 
-void ImageCompressor::cutPolygonToDataset(ICompressionUtil& util, const std::string& path, const DatasetMetadata& metadata,
-                                          const ExtractedFeatureClipInfo& box, const ClipInfoPtr& clone)
+void ImageCompressor::cutPolygonToDataset(ICompressionUtil& util, const std::string& path,
+                                          const DatasetMetadata& metadata, const ExtractedFeatureClipInfo& box,
+                                          const ClipInfoPtr& clone)
 {
     const double lowX = std::max(box.MinX, metadata.MinX), highX = std::min(box.MaxX, metadata.MaxX);
     const double lowY = std::max(box.MinY, metadata.MinY), highY = std::min(box.MaxY, metadata.MaxY);

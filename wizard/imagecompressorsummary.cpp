@@ -31,14 +31,16 @@ void ImageCompressor::updateSummary()
     text += QStringLiteral("Target Ratio: %1\n").arg(ui->targetRate->value());
     text += QStringLiteral("Method: %1\n").arg(ui->method->currentText());
     if (compressionMode == UpdateMode) {
-        text += QStringLiteral("Updated Area: %1\n").arg(QString::asprintf("%2.2f", updatedRegionRatio * 100) + QStringLiteral(" %"));
+        text += QStringLiteral("Updated Area: %1\n")
+                    .arg(QString::asprintf("%2.2f", updatedRegionRatio * 100) + QStringLiteral(" %"));
         const QString warning = updatedRegionWarning();
         if (!warning.isEmpty())
             text += QStringLiteral("WARNING: ") + warning;
     }
     text += QStringLiteral("Input Files: \n");
     for (CompressionTask* job : qAsConst(generatedJobs))
-        text += QStringLiteral("    ") + job->inputFilename() + QStringLiteral(" --> ") + job->outputFilename() + QLatin1Char('\n');
+        text += QStringLiteral("    ") + job->inputFilename() + QStringLiteral(" --> ") + job->outputFilename()
+            + QLatin1Char('\n');
 
     if (compressionMode != UpdateMode) {
         text += tr("Output Directory or Template: %1\n").arg(ui->outputDirLineEdit->text());
@@ -48,9 +50,10 @@ void ImageCompressor::updateSummary()
     if (compressionMode == MosaicToManyMode) {
         for (const ClipInfoPtr& polygon : mergedPolygons) {
             if (polygon && (!(polygon->MaxX > polygon->MinX) || !(polygon->MaxY > polygon->MinY))) {
-                text += tr("WARNING: the polygon FID %1 - Attribute name: %2 does not intersect the selected dataset(s)")
-                            .arg(polygon->FeatureId)
-                            .arg(polygonAttributeValue(polygon))
+                text +=
+                    tr("WARNING: the polygon FID %1 - Attribute name: %2 does not intersect the selected dataset(s)")
+                        .arg(polygon->FeatureId)
+                        .arg(polygonAttributeValue(polygon))
                     + QLatin1Char('\n');
             }
         }

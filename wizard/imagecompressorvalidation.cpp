@@ -28,9 +28,9 @@ void warn(QWidget* parent, const QString& text, const QString& title = AppConsta
 const QList<QChar>& ImageCompressor::invalidFilenameCharacters()
 {
     // Deliberate: the two separators stay in the set although only the name part is ever looked at.
-    static const QList<QChar> characters{QLatin1Char(':'), QLatin1Char('"'), QLatin1Char('/'),
+    static const QList<QChar> characters{QLatin1Char(':'),  QLatin1Char('"'), QLatin1Char('/'),
                                          QLatin1Char('\\'), QLatin1Char('?'), QLatin1Char('|'),
-                                         QLatin1Char('*'), QLatin1Char('<'), QLatin1Char('>')};
+                                         QLatin1Char('*'),  QLatin1Char('<'), QLatin1Char('>')};
     return characters;
 }
 
@@ -73,7 +73,9 @@ bool ImageCompressor::validateOptionsPage()
 {
     const QString nameTemplate = ui->outputFilenameTemplateTextEdit->text();
     if (nameTemplate.contains(QLatin1String("$(SOURCEDIR)"))) {
-        warn(this, tr("$(SOURCEDIR) variable can only be used for the Output Directory template, not as part of the Filename template."));
+        warn(
+            this,
+            tr("$(SOURCEDIR) variable can only be used for the Output Directory template, not as part of the Filename template."));
         return false;
     }
     const QStringList inputs = inputFiles();
@@ -81,7 +83,9 @@ bool ImageCompressor::validateOptionsPage()
     const bool mosaicKind = compressionMode == MosaicMode || compressionMode == MosaicToManyMode;
     if (mosaicKind && inputs.size() > 1) {
         if (nameTemplate.contains(QLatin1String("$(FILENAME)")) || nameTemplate.contains(QLatin1String("$(SRCEXT)"))) {
-            warn(this, tr("$(FILENAME) and $(SRCEXT) variables are ambiguous in mosaic mode and cannot be used in the output template."));
+            warn(
+                this,
+                tr("$(FILENAME) and $(SRCEXT) variables are ambiguous in mosaic mode and cannot be used in the output template."));
             return false;
         }
         names.append(makeOutputFilename(QString(), QString()));
@@ -157,13 +161,17 @@ bool ImageCompressor::checkOutputNames(const QStringList& names)
 {
     const QSet<QString> unique(names.begin(), names.end());
     if (unique.size() < names.size()) {
-        warn(this, tr("There are output filename clashes for multiple files. Select a different output filename template that makes the files unique to continue."));
+        warn(
+            this,
+            tr("There are output filename clashes for multiple files. Select a different output filename template that makes the files unique to continue."));
         return false;
     }
     for (const QString& name : unique) {
         const QFileInfo output(name);
         if (output.exists()) {
-            warn(this, tr("One or more of the output files already exists. Select a different destination directory or change the output filename template to continue."));
+            warn(
+                this,
+                tr("One or more of the output files already exists. Select a different destination directory or change the output filename template to continue."));
             return false;
         }
         const QString fileName = output.fileName();
@@ -178,7 +186,8 @@ bool ImageCompressor::checkOutputNames(const QStringList& names)
             return false;
         }
     }
-    if (ui->fileFormat->currentText() == QLatin1String("JPEG 2000") && ui->method->currentText() != QLatin1String("Line")) {
+    if (ui->fileFormat->currentText() == QLatin1String("JPEG 2000")
+        && ui->method->currentText() != QLatin1String("Line")) {
         warn(this, tr("The 'Tile' compression method is only available for WVC output."));
         return false;
     }
@@ -214,8 +223,8 @@ bool ImageCompressor::validateOpacityPage()
             calculateProjectSize();
     }
     if (compressionMode == MosaicMode) {
-        const quint64 pixels = projectSizeGigapixels > 0.0 ? quint64(projectWidth) * projectHeight
-                                                           : quint64(mosaicWidth) * mosaicHeight;
+        const quint64 pixels =
+            projectSizeGigapixels > 0.0 ? quint64(projectWidth) * projectHeight : quint64(mosaicWidth) * mosaicHeight;
         if (pixels > 0 && !licenseAllowsSize(pixels)) {
             warn(this, license.text, tr("Licensing"));
             return false;
@@ -250,8 +259,9 @@ void ImageCompressor::calculateUpdatedRegion(const QStringList& inputs, const QS
     dialog.setValue(0);
     try {
         double coverage = 0.0;
-        util->ComputeUpdateCoverage(paths, TSR::CString(updateFilePath.toUtf8().constData()), coverage,
-                                    [&dialog](const ScanProgress& progress) { dialog.setValue(int(progress.Percent)); });
+        util->ComputeUpdateCoverage(
+            paths, TSR::CString(updateFilePath.toUtf8().constData()), coverage,
+            [&dialog](const ScanProgress& progress) { dialog.setValue(int(progress.Percent)); });
         updatedRegionRatio = coverage;
     } catch (const TSR::CRuntimeError& error) {
         dialog.close();

@@ -67,7 +67,8 @@ void PolygonSelector::setMultiSelect(bool multiSelect)
 {
     if (multiSelect) {
         ui->tableView->setSelectionMode(QAbstractItemView::MultiSelection);
-        ui->label->setText(tr("Select a single polygon or multiple polygons by pressing CTRL or SHIFT and clicking on each row."));
+        ui->label->setText(
+            tr("Select a single polygon or multiple polygons by pressing CTRL or SHIFT and clicking on each row."));
     } else {
         ui->tableView->setSelectionMode(QAbstractItemView::SingleSelection);
         ui->label->setText(tr("Select a single polygon to define the opacity region."));
@@ -93,18 +94,20 @@ bool PolygonSelector::load(const QString& shapefile, const DatasetScanResult& sc
         return false;
     }
     if (polygons.empty()) {
-        QMessageBox::warning(parentWidget(), title, tr("None of the input datasets intersect with the polygons in the shapefile."));
+        QMessageBox::warning(parentWidget(), title,
+                             tr("None of the input datasets intersect with the polygons in the shapefile."));
         return false;
     }
     // Only a warning: the user may know that the two agree although their references do not say so.
     if (referencesMayDiffer(polygons.front()->CRS, scanResult.CRS))
-        QMessageBox::warning(parentWidget(), title, tr("Input dataset(s) and shape file may be in different spatial reference systems."));
+        QMessageBox::warning(parentWidget(), title,
+                             tr("Input dataset(s) and shape file may be in different spatial reference systems."));
 
     fillTable();
     showCounts(0);
-    connect(ui->tableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
-            [this] { showCounts(ui->tableView->selectionModel()->selectedRows().size()); },
-            Qt::UniqueConnection);
+    connect(
+        ui->tableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+        [this] { showCounts(ui->tableView->selectionModel()->selectedRows().size()); }, Qt::UniqueConnection);
     return model->rowCount() > 0;
 }
 

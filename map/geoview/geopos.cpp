@@ -6,15 +6,13 @@ GeoPos::GeoPos()
     : empty(true)
     , mLat(0)
     , mLon(0)
-{
-}
+{}
 
 GeoPos::GeoPos(double lat, double lon)
     : empty(false)
     , mLat(lat)
     , mLon(lon)
-{
-}
+{}
 
 bool GeoPos::isEmpty() const
 {

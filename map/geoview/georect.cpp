@@ -10,8 +10,7 @@ GeoRect::GeoRect()
     , bottom(0)
     , left(0)
     , right(0)
-{
-}
+{}
 
 GeoRect::GeoRect(double lat1, double lon1, double lat2, double lon2)
     : empty(false)
@@ -19,13 +18,11 @@ GeoRect::GeoRect(double lat1, double lon1, double lat2, double lon2)
     , bottom(std::min(lat1, lat2))
     , left(std::min(lon1, lon2))
     , right(std::max(lon1, lon2))
-{
-}
+{}
 
 GeoRect::GeoRect(const GeoPos& pos1, const GeoPos& pos2)
     : GeoRect(pos1.lat(), pos1.lon(), pos2.lat(), pos2.lon())
-{
-}
+{}
 
 bool GeoRect::isEmpty() const
 {
@@ -96,7 +93,7 @@ bool GeoRect::intersects(const GeoRect& rect) const
 bool GeoRect::operator==(const GeoRect& other) const
 {
     return empty == other.empty && top == other.top && bottom == other.bottom && left == other.left
-           && right == other.right;
+        && right == other.right;
 }
 
 bool GeoRect::operator!=(const GeoRect& other) const

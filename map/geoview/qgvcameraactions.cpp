@@ -7,8 +7,7 @@ QGVCameraActions::QGVCameraActions(QGVMap* geoMap)
     : geoMap(geoMap)
     , mScale(geoMap->getCamera().scale())
     , mCenter(geoMap->getCamera().projCenter())
-{
-}
+{}
 
 QGVMap* QGVCameraActions::getMap() const
 {

@@ -4,8 +4,7 @@ QGVCameraState::QGVCameraState(QGVMap* geoMap, double scale, const QRectF& projR
     : geoMap(geoMap)
     , mScale(scale)
     , mProjRect(projRect)
-{
-}
+{}
 
 QGVMap* QGVCameraState::getMap() const
 {

@@ -9,8 +9,7 @@
 QGVDrawItem::QGVDrawItem(QObject* parent)
     : QGVItem(parent)
     , graphics(std::make_unique<QGVGraphicsItem>(this))
-{
-}
+{}
 
 QGVDrawItem::~QGVDrawItem() = default;
 
@@ -70,17 +69,11 @@ QString QGVDrawItem::projDebug()
         .arg(bounds.height(), 0, 'f', 1);
 }
 
-void QGVDrawItem::projOnFlags()
-{
-}
+void QGVDrawItem::projOnFlags() {}
 
-void QGVDrawItem::projOnMouseClick(const QPointF&)
-{
-}
+void QGVDrawItem::projOnMouseClick(const QPointF&) {}
 
-void QGVDrawItem::projOnMouseDoubleClick(const QPointF&)
-{
-}
+void QGVDrawItem::projOnMouseDoubleClick(const QPointF&) {}
 
 void QGVDrawItem::repaint()
 {

@@ -11,7 +11,7 @@ namespace {
 QTransform aroundAnchor(const QPointF& anchor, const QTransform& transform)
 {
     return QTransform::fromTranslate(-anchor.x(), -anchor.y()) * transform
-           * QTransform::fromTranslate(anchor.x(), anchor.y());
+        * QTransform::fromTranslate(anchor.x(), anchor.y());
 }
 
 }  // namespace

@@ -37,8 +37,8 @@ void QGVGraphicsItem::paint(QPainter* painter, const QStyleOptionGraphicsItem*, 
     painter->restore();
 
     const bool selectOverlay = item->isSelected() && !item->isFlag(QGV::ItemFlag::SelectCustom);
-    const bool highlightOverlay = item->isFlag(QGV::ItemFlag::Highlighted)
-                                  && !item->isFlag(QGV::ItemFlag::HighlightCustom);
+    const bool highlightOverlay =
+        item->isFlag(QGV::ItemFlag::Highlighted) && !item->isFlag(QGV::ItemFlag::HighlightCustom);
     if (!selectOverlay && !highlightOverlay)
         return;
     painter->save();

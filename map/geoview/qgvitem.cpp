@@ -4,8 +4,7 @@
 
 QGVItem::QGVItem(QObject* parent)
     : QObject(parent)
-{
-}
+{}
 
 QGVItem::~QGVItem()
 {
@@ -23,17 +22,11 @@ void QGVItem::onProjection(QGVMap* geoMap)
     this->geoMap = geoMap;
 }
 
-void QGVItem::onCamera(const QGVCameraState&, const QGVCameraState&)
-{
-}
+void QGVItem::onCamera(const QGVCameraState&, const QGVCameraState&) {}
 
-void QGVItem::onUpdate()
-{
-}
+void QGVItem::onUpdate() {}
 
-void QGVItem::onClean()
-{
-}
+void QGVItem::onClean() {}
 
 void QGVItem::setFlags(QGV::ItemFlags flags)
 {

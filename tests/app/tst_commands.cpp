@@ -119,7 +119,8 @@ void TestCommands::jobsFromTheFileDialogs()
     answerer.expect(ModalAnswerer::button(QMessageBox::Ok));
     window->start();
     QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(rows().join(QLatin1Char('\n')), rowsAfterRun.join(QLatin1Char('\n')).replace(QStringLiteral("%1"), data->path()));
+    QCOMPARE(rows().join(QLatin1Char('\n')),
+             rowsAfterRun.join(QLatin1Char('\n')).replace(QStringLiteral("%1"), data->path()));
     if (command == QLatin1String("actionWvcCheck")) {
         QCOMPARE(tools->invocations(QStringLiteral("WVCCheck")).at(1).arguments, QStringList{paths.last()});
         QVERIFY(QFile::exists(paths.last() + QStringLiteral("-checker.log")));
@@ -145,7 +146,8 @@ void TestCommands::dialogsCancelledOrRefused_data()
     QTest::newRow("benchmark cancelled") << "actionDiskSpeed" << QString() << QString();
     // Running as root, permissions do not refuse a write; a file system that takes no files does.
     QTest::newRow("benchmark on an unwritable directory")
-        << "actionDiskSpeed" << "/proc"
+        << "actionDiskSpeed"
+        << "/proc"
         << "Disk benchmarking requires write permission to the selected directory.\nPlease select another directory.";
 }
 
@@ -182,8 +184,10 @@ void TestCommands::benchmarkRowShowsSummaryAndWarning()
     window->start();
     QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
 
-    QCOMPARE(rows(), QStringList{data->path() + "/ | IOPS: 300.00, Throughput: 1.50 MiB/sec, Latency: 80.000ms | "
-                                                "Benchmark | Warning"});
+    QCOMPARE(rows(),
+             QStringList{data->path()
+                         + "/ | IOPS: 300.00, Throughput: 1.50 MiB/sec, Latency: 80.000ms | "
+                           "Benchmark | Warning"});
     QCOMPARE(table()->item(0, 3)->toolTip(),
              QStringLiteral("Slow disk IO detected. Please refer to user guide.\nSee log for technical details."));
     QVERIFY(!table()->indexWidget(table()->model()->index(0, 5)));
@@ -192,32 +196,46 @@ void TestCommands::benchmarkRowShowsSummaryAndWarning()
 
 void TestCommands::filesDropped_data()
 {
-    QTest::addColumn<QStringList>("dropped");   // names in the data directory; "sub" is a folder
-    QTest::addColumn<QString>("answer");        // the button pressed in the first box, if any
+    QTest::addColumn<QStringList>("dropped");  // names in the data directory; "sub" is a folder
+    QTest::addColumn<QString>("answer");  // the button pressed in the first box, if any
     QTest::addColumn<QStringList>("expected");  // every box and window shown, then every row
     const QString k = QStringLiteral("Kartopress: ");
-    const QString question = QStringLiteral("Select an Option: Would you like to compress to WVC/JP2, validate or create a "
-                                            "checksum for the file(s)?");
+    const QString question =
+        QStringLiteral("Select an Option: Would you like to compress to WVC/JP2, validate or create a "
+                       "checksum for the file(s)?");
     // The compression wizard takes the file in before it shows; these files hold no image.
     const auto wizardWith = [&k](const QString& name) {
-        return QStringList{"QProgressDialog", k + QStringLiteral("Cannot open \"@DIR@/%1\": `@DIR@/%1' not recognized as a "
-                                                                 "supported file format.").arg(name),
+        return QStringList{"QProgressDialog",
+                           k
+                               + QStringLiteral("Cannot open \"@DIR@/%1\": `@DIR@/%1' not recognized as a "
+                                                "supported file format.")
+                                     .arg(name),
                            "TSR::ImageCompressor::API::ImageCompressor"};
     };
-    QTest::newRow("folder first") << QStringList{"sub", "a.tif"} << "OK" << QStringList{k + "Cannot process a folder, please select a single file."};
-    QTest::newRow("file first") << QStringList{"a.tif", "sub"} << "OK" << QStringList{k + "Cannot process multiple drop files, please select a single file."};
+    QTest::newRow("folder first") << QStringList{"sub", "a.tif"} << "OK"
+                                  << QStringList{k + "Cannot process a folder, please select a single file."};
+    QTest::newRow("file first") << QStringList{"a.tif", "sub"} << "OK"
+                                << QStringList{k + "Cannot process multiple drop files, please select a single file."};
     QTest::newRow("no suffix") << QStringList{"README"} << "OK" << QStringList{k + "Unknown file type."};
     QTest::newRow("raster suffix in capitals") << QStringList{"A.TIF"} << "OK" << QStringList{k + "Unknown file type."};
-    QTest::newRow("xml of neither kind") << QStringList{"other.xml"} << "OK"
-        << QStringList{k + "Error parsing XML: Xml document is not a valid upload process (root element is not <tsdruploader>)."};
-    QTest::newRow("compression document") << QStringList{"job.xml"} << "" << QStringList{"only.tif | merged.wvc | Compress | Pending"};
-    QTest::newRow("upload document") << QStringList{"upload.xml"} << "" << QStringList{"upload.xml |  | Upload | Pending"};
-    QTest::newRow("validate") << QStringList{"A.JP2"} << "Validate" << QStringList{question, "A.JP2 |  | Validate | Pending"};
-    QTest::newRow("checksum") << QStringList{"old.wvc"} << "Checksum" << QStringList{question, "old.wvc | old.wvc.md5 | Hash | Pending"};
+    QTest::newRow("xml of neither kind")
+        << QStringList{"other.xml"} << "OK"
+        << QStringList{
+               k
+               + "Error parsing XML: Xml document is not a valid upload process (root element is not <tsdruploader>)."};
+    QTest::newRow("compression document")
+        << QStringList{"job.xml"} << "" << QStringList{"only.tif | merged.wvc | Compress | Pending"};
+    QTest::newRow("upload document") << QStringList{"upload.xml"} << ""
+                                     << QStringList{"upload.xml |  | Upload | Pending"};
+    QTest::newRow("validate") << QStringList{"A.JP2"} << "Validate"
+                              << QStringList{question, "A.JP2 |  | Validate | Pending"};
+    QTest::newRow("checksum") << QStringList{"old.wvc"} << "Checksum"
+                              << QStringList{question, "old.wvc | old.wvc.md5 | Hash | Pending"};
     QTest::newRow("cancel") << QStringList{"old.wvc"} << "Cancel" << QStringList{question};
     QTest::newRow("raster opens the wizard") << QStringList{"a.tif"} << "" << wizardWith("a.tif");
     QTest::newRow("compress") << QStringList{"old.wvc"} << "Compress" << QStringList{question} + wizardWith("old.wvc");
-    QTest::newRow("point cloud opens its wizard") << QStringList{"scan.laz"} << "" << QStringList{"UDSCompressorWizard"};
+    QTest::newRow("point cloud opens its wizard")
+        << QStringList{"scan.laz"} << "" << QStringList{"UDSCompressorWizard"};
     QTest::newRow("upload") << QStringList{"old.wvc"} << "Upload" << QStringList{question, "UploadToTsDR"};
 }
 
@@ -231,8 +249,9 @@ void TestCommands::filesDropped()
     writeFile(data->filePath(QStringLiteral("job.xml")), R"(<imagecompressor version="1.2"><compresstask><inputs><file
         path="/in/only.tif"/></inputs><output version="2" path="/out/merged.wvc"/></compresstask></imagecompressor>)");
     writeFile(data->filePath(QStringLiteral("other.xml")), "<catalogue><item/></catalogue>");
-    writeFile(data->filePath(QStringLiteral("upload.xml")), "<tsdruploader version='1.0'><uploadtask><inputs><file path='/in/a.laz'/>"
-                                                            "</inputs><output type='folder' value='survey'/></uploadtask></tsdruploader>");
+    writeFile(data->filePath(QStringLiteral("upload.xml")),
+              "<tsdruploader version='1.0'><uploadtask><inputs><file path='/in/a.laz'/>"
+              "</inputs><output type='folder' value='survey'/></uploadtask></tsdruploader>");
     QMimeData mime;
     for (const QString& name : dropped) {
         mime.setUrls(mime.urls() << QUrl::fromLocalFile(data->filePath(name)));

@@ -141,10 +141,11 @@ void TestInstance::secondStartActivatesTheFirstAndQuitEndsIt()
 void TestInstance::translations()
 {
     static QStringList warnings;
-    const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
-        if (type == QtWarningMsg)
-            warnings.append(text);
-    });
+    const QtMessageHandler previous =
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
+            if (type == QtWarningMsg)
+                warnings.append(text);
+        });
     QTemporaryDir appDir;
     QTranslator app, qt;
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
@@ -154,8 +155,10 @@ void TestInstance::translations()
     qInstallMessageHandler(previous);
     QLocale::setDefault(QLocale(QLocale::English));
     QCOMPARE(quiet, QStringList());
-    QCOMPARE(warnings, (QStringList{"Can't load app translator file for locale xx_YY from " + appDir.path() + "/translations",
-                                    "Can't load Qt Base translator file for locale xx_YY from " + appDir.path() + "/translations"}));
+    QCOMPARE(
+        warnings,
+        (QStringList{"Can't load app translator file for locale xx_YY from " + appDir.path() + "/translations",
+                     "Can't load Qt Base translator file for locale xx_YY from " + appDir.path() + "/translations"}));
     QVERIFY(app.isEmpty() && qt.isEmpty());
 }
 

@@ -54,7 +54,10 @@ private:
     QTableWidget* table() const { return window->findChild<QTableWidget*>(QStringLiteral("NAME_TASK_INPUT_LIST")); }
     QStringList statuses() const;
     QAction* action(const char* name) const { return window->findChild<QAction*>(QLatin1String(name)); }
-    QWidget* cellWidget(int row, int column) const { return table()->indexWidget(table()->model()->index(row, column)); }
+    QWidget* cellWidget(int row, int column) const
+    {
+        return table()->indexWidget(table()->model()->index(row, column));
+    }
 
     std::unique_ptr<SettingsSandbox> sandbox;
     std::unique_ptr<FakeTool> tools;
@@ -148,17 +151,16 @@ void TestQueue::runEnd_data()
 
     const QList<QStringList> succeedAndWarn{{"out halfway\\n", "exit 0"}, {"out WARN\\n"}};
     const QList<QStringList> mixed{{"exit 1"}, {"crash"}, {"exit 0"}};
-    QTest::newRow("box: a warning is no failure") << false << succeedAndWarn << QStringList{"Succeeded", "Warning"}
-                                                  << QStringList{allFine};
+    QTest::newRow("box: a warning is no failure")
+        << false << succeedAndWarn << QStringList{"Succeeded", "Warning"} << QStringList{allFine};
     QTest::newRow("box: failures") << false << mixed << QStringList{"Failed", "Failed", "Succeeded"}
                                    << QStringList{notAllFine};
     QTest::newRow("box: one row") << false << QList<QStringList>{{"exit 0"}} << QStringList{"Succeeded"}
                                   << QStringList{allFine};
     QTest::newRow("tray: one row has its balloon alone")
         << true << QList<QStringList>{{"exit 0"}} << QStringList{"Succeeded"} << QStringList{"Job Complete"};
-    QTest::newRow("tray: warning and success")
-        << true << succeedAndWarn << QStringList{"Succeeded", "Warning"}
-        << QStringList{"Compression Complete", "Job Complete", "Warning"};
+    QTest::newRow("tray: warning and success") << true << succeedAndWarn << QStringList{"Succeeded", "Warning"}
+                                               << QStringList{"Compression Complete", "Job Complete", "Warning"};
     QTest::newRow("tray: failures counted")
         << true << mixed << QStringList{"Failed", "Failed", "Succeeded"}
         << QStringList{"Compression Complete (2 failures)", "Job Complete", "Job Failed", "Job Failed"};
@@ -191,19 +193,22 @@ void TestQueue::runEnd()
         // Jobs ending close together may be announced after the run's end.
         for (const QList<QVariant>& balloon : balloons) {
             if (balloon.first().toString().startsWith(QLatin1String("Compression Complete")))
-                QCOMPARE(balloon.at(1).toString(), QStringLiteral("Kartopress has finished processing all files in "
-                                                                  "the job list. Refer to the output log(s) for more "
-                                                                  "information."));
+                QCOMPARE(balloon.at(1).toString(),
+                         QStringLiteral("Kartopress has finished processing all files in "
+                                        "the job list. Refer to the output log(s) for more "
+                                        "information."));
             if (balloon.first() == QLatin1String("Job Complete") && scripts.size() == 1)
-                QCOMPARE(balloon.at(1).toString(), QStringLiteral("Kartopress has successfully finished processing "
-                                                                  "the file '/data/tool0.wvc'. See log file for more "
-                                                                  "details."));
+                QCOMPARE(balloon.at(1).toString(),
+                         QStringLiteral("Kartopress has successfully finished processing "
+                                        "the file '/data/tool0.wvc'. See log file for more "
+                                        "details."));
         }
     } else {
         QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
         QCOMPARE(answerer.seen().first().title, QStringLiteral("Kartopress"));
         QCOMPARE(QStringList{answerer.seen().first().text}, notices);
-        QCOMPARE(answerer.seen().first().icon, notices.first() == allFine ? QMessageBox::Information : QMessageBox::Warning);
+        QCOMPARE(answerer.seen().first().icon,
+                 notices.first() == allFine ? QMessageBox::Information : QMessageBox::Warning);
     }
     QCOMPARE(this->statuses(), statuses);
     QVERIFY(window->isVisible());
@@ -235,8 +240,9 @@ void TestQueue::longRunWithRemovalsLateJobAndStop()
     window->deleteAllTasks();
     QVERIFY2(answerer.done(), qPrintable(answerer.report()));
     for (const ModalRecord& record : answerer.seen())
-        QCOMPARE(record.text, QStringLiteral("Cannot delete queued tasks while task list is running. Wait for tasks "
-                                             "to stop before removing items form the queue."));
+        QCOMPARE(record.text,
+                 QStringLiteral("Cannot delete queued tasks while task list is running. Wait for tasks "
+                                "to stop before removing items form the queue."));
 
     // A job added now joins the run without a press of Start.
     window->addTasks({job(QStringLiteral("late"), {"exit 1"})});
@@ -253,7 +259,8 @@ void TestQueue::longRunWithRemovalsLateJobAndStop()
     QCOMPARE(answerer.seen().last().text, QStringLiteral("Are you sure you want to stop the currently running tasks?"));
     QCOMPARE(QThreadPool::globalInstance()->activeThreadCount(), 0);
     QTRY_COMPARE(statuses(), (QStringList{"Failed", "Pending", "Pending"}));
-    QVERIFY(tools->invocations(QStringLiteral("second")).isEmpty() && tools->invocations(QStringLiteral("late")).isEmpty());
+    QVERIFY(tools->invocations(QStringLiteral("second")).isEmpty()
+            && tools->invocations(QStringLiteral("late")).isEmpty());
     QVERIFY(action("actionStart")->isEnabled() && !action("actionStop")->isEnabled());
     QTest::qWait(50);
     QCOMPARE(balloons.size(), 1);  // the failed job's own balloon, and no end of run
@@ -375,8 +382,8 @@ void TestQueue::shutdownDuringChecksum()
         QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(qint64(1) << 30));
     }
     window->newChecksumTaskWithFiles({QUrl::fromLocalFile(input)});
-    QPointer<QObject> task = dynamic_cast<QObject*>(reinterpret_cast<RunnableTaskBase*>(
-        table()->item(0, 0)->data(Qt::UserRole).value<void*>()));
+    QPointer<QObject> task = dynamic_cast<QObject*>(
+        reinterpret_cast<RunnableTaskBase*>(table()->item(0, 0)->data(Qt::UserRole).value<void*>()));
     QSignalSpy finished(task.data(), SIGNAL(finished(quint32)));
     QSignalSpy failed(task.data(), SIGNAL(failed(quint32, int)));
     QList<ModalAnswerer::Answer> script;

@@ -101,10 +101,11 @@ void TestShell::closeHidesAndTheLayoutSurvives()
     // The hint comes once per process, and only with a tray.
     QCOMPARE(balloons.size(), tray ? 1 : 0);
     if (tray)
-        QCOMPARE(balloons.first(), (QList<QVariant>{"Kartopress",
-                                                    "Kartopress has been minimized to the system tray. Right click "
-                                                    "the icon to select an option or double click to open the "
-                                                    "progress window."}));
+        QCOMPARE(balloons.first(),
+                 (QList<QVariant>{"Kartopress",
+                                  "Kartopress has been minimized to the system tray. Right click "
+                                  "the icon to select an option or double click to open the "
+                                  "progress window."}));
 
     window->setGeometry(QRect(100, 120, 800, 500));
     window->findChild<QTableWidget*>()->horizontalHeader()->resizeSection(0, 321);
@@ -145,9 +146,12 @@ void TestShell::companionProgramMissing_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("text");
     const QString reinstall = QStringLiteral("Reinstall Kartopress and select the optional components.");
-    QTest::newRow("viewer") << "Kartopress Viewer" << "Could not start \"Kartopress Viewer\". " + reinstall;
-    QTest::newRow("header editor") << "WVC Header Editor" << "Could not start \"WVC Header Editor\". " + reinstall;
-    QTest::newRow("any other") << "Quality Meter" << "Could not start \"Quality Meter\" (/opt/kp/none).";
+    QTest::newRow("viewer") << "Kartopress Viewer"
+                            << "Could not start \"Kartopress Viewer\". " + reinstall;
+    QTest::newRow("header editor") << "WVC Header Editor"
+                                   << "Could not start \"WVC Header Editor\". " + reinstall;
+    QTest::newRow("any other") << "Quality Meter"
+                               << "Could not start \"Quality Meter\" (/opt/kp/none).";
 }
 
 void TestShell::companionProgramMissing()
@@ -218,14 +222,30 @@ void TestShell::pointCloudPlatformRule_data()
     QTest::addColumn<QString>("version");
     QTest::addColumn<bool>("suitable");
 
-    QTest::newRow("windows") << "winnt" << "windows" << "10" << true;
-    QTest::newRow("debian") << "linux" << "debian" << "12" << true;
-    QTest::newRow("centos 7") << "linux" << "centos" << "7" << false;
-    QTest::newRow("centos 8") << "linux" << "centos" << "8" << true;
-    QTest::newRow("redhat 8.4 is no integer") << "linux" << "redhat" << "8.4" << true;
-    QTest::newRow("redhat 6") << "linux" << "redhat" << "6" << false;
-    QTest::newRow("redhat unknown") << "linux" << "redhat" << "" << true;
-    QTest::newRow("macos") << "darwin" << "macos" << "13" << false;
+    QTest::newRow("windows") << "winnt"
+                             << "windows"
+                             << "10" << true;
+    QTest::newRow("debian") << "linux"
+                            << "debian"
+                            << "12" << true;
+    QTest::newRow("centos 7") << "linux"
+                              << "centos"
+                              << "7" << false;
+    QTest::newRow("centos 8") << "linux"
+                              << "centos"
+                              << "8" << true;
+    QTest::newRow("redhat 8.4 is no integer") << "linux"
+                                              << "redhat"
+                                              << "8.4" << true;
+    QTest::newRow("redhat 6") << "linux"
+                              << "redhat"
+                              << "6" << false;
+    QTest::newRow("redhat unknown") << "linux"
+                                    << "redhat"
+                                    << "" << true;
+    QTest::newRow("macos") << "darwin"
+                           << "macos"
+                           << "13" << false;
 }
 
 void TestShell::pointCloudPlatformRule()

@@ -16,7 +16,8 @@ inline QStringList documentLines(const QByteArray& document)
             if (xml.attributes().isEmpty())
                 lines.append(path.mid(1).join(QLatin1Char('/')));
             for (const QXmlStreamAttribute& attribute : xml.attributes())
-                lines.append(QStringLiteral("%1@%2=%3").arg(path.mid(1).join(QLatin1Char('/')), attribute.name(), attribute.value()));
+                lines.append(QStringLiteral("%1@%2=%3")
+                                 .arg(path.mid(1).join(QLatin1Char('/')), attribute.name(), attribute.value()));
         } else if (xml.isCharacters() && !xml.isWhitespace()) {
             lines.append(path.mid(1).join(QLatin1Char('/')) + QLatin1Char('=') + xml.text());
         } else if (xml.isEndElement()) {

@@ -38,24 +38,49 @@ void TestCompressionTask::document_data()
     QTest::addColumn<QVariantMap>("properties");
     QTest::addColumn<QByteArray>("expected");  // OUT stands for the output file
 
-    const Jp2Options::JP2EncodeOptionsHash jp2{{"jp2tilesize", 1024}, {"jp2precinctsize", "64"}, {"jp2qualitylayers", 3},
-                                               {"jp2progressionorder", "RPCL"}, {"jp2markers", QVariant()}, {"jp2georef", "GMLJP2"}};
-    const MetaData::MetaDataHash metadata{{"acquistiondate", "2020-01-02"}, {"author", "Surveyor"}, {"unknown", "dropped"}};
+    const Jp2Options::JP2EncodeOptionsHash jp2{{"jp2tilesize", 1024},      {"jp2precinctsize", "64"},
+                                               {"jp2qualitylayers", 3},    {"jp2progressionorder", "RPCL"},
+                                               {"jp2markers", QVariant()}, {"jp2georef", "GMLJP2"}};
+    const MetaData::MetaDataHash metadata{
+        {"acquistiondate", "2020-01-02"}, {"author", "Surveyor"}, {"unknown", "dropped"}};
     // What every row asks for, and what only some formats take.
-    const QVariantMap common{{"files", QStringList{"/in/a.tif"}}, {"jp2EncodeOptions", QVariant::fromValue(jp2)}, {"genStats", true},
-                             {"metaData", QVariant::fromValue(metadata)}, {"blockSize", 4096u}, {"customArgs", "--secret"}};
+    const QVariantMap common{{"files", QStringList{"/in/a.tif"}},
+                             {"jp2EncodeOptions", QVariant::fromValue(jp2)},
+                             {"genStats", true},
+                             {"metaData", QVariant::fromValue(metadata)},
+                             {"blockSize", 4096u},
+                             {"customArgs", "--secret"}};
     const auto row = [&common](const char* name, QVariantMap properties, const QByteArray& expected) {
         for (auto it = common.cbegin(); it != common.cend(); ++it)
             properties.insert(it.key(), properties.value(it.key(), it.value()));
-        QTest::newRow(name) << properties << R"(<imagecompressor version="1.2"><compresstask operation=)" + expected + "</imagecompressor>";
+        QTest::newRow(name) << properties
+                            << R"(<imagecompressor version="1.2"><compresstask operation=)" + expected
+                + "</imagecompressor>";
     };
     row("a WVC v3 mosaic",
-        {{"files", QStringList{"/in/a.tif", "/in/b.tif", "/in/c.tif"}}, {"bandList", "3,2,1"}, {"hasNoDataValue", true}, {"noDataValue", 0},
-         {"ratio", 19.9}, {"format", "WVC v3"}, {"colorSpace", "RGB"}, {"method", "Line"}, {"threads", 8u}, {"memCache", 1.5},
-         {"tempDir", "/scratch"}, {"logFilename", "/logs/x.log"}, {"cellSize", QPointF(0.5, 0.25)}, {"topLeft", QPointF(10, 20)},
-         {"bottomRight", QPointF(30, 5)}, {"resampleMethod", QVariant::fromValue(CompressorXml::ResampleAverage)}, {"srs", "EPSG:4326"},
-         {"nullColor", "0,0,0"}, {"bitDepth", "16"}, {"signedness", QVariant::fromValue(CompressorXml::SignSigned)},
-         {"opacity", QVariant::fromValue(OpacityShapefile)}, {"shapeFile", "/s/area.shp"}, {"shapeFileLayerName", "area"},
+        {{"files", QStringList{"/in/a.tif", "/in/b.tif", "/in/c.tif"}},
+         {"bandList", "3,2,1"},
+         {"hasNoDataValue", true},
+         {"noDataValue", 0},
+         {"ratio", 19.9},
+         {"format", "WVC v3"},
+         {"colorSpace", "RGB"},
+         {"method", "Line"},
+         {"threads", 8u},
+         {"memCache", 1.5},
+         {"tempDir", "/scratch"},
+         {"logFilename", "/logs/x.log"},
+         {"cellSize", QPointF(0.5, 0.25)},
+         {"topLeft", QPointF(10, 20)},
+         {"bottomRight", QPointF(30, 5)},
+         {"resampleMethod", QVariant::fromValue(CompressorXml::ResampleAverage)},
+         {"srs", "EPSG:4326"},
+         {"nullColor", "0,0,0"},
+         {"bitDepth", "16"},
+         {"signedness", QVariant::fromValue(CompressorXml::SignSigned)},
+         {"opacity", QVariant::fromValue(OpacityShapefile)},
+         {"shapeFile", "/s/area.shp"},
+         {"shapeFileLayerName", "area"},
          {"shapeFileFeatureID", "12"}},
         R"("create" method="line" threads="1" tempdir="/scratch" logfile="/logs/x.log" memcache="1.5" interactive="false"><inputs
            resample="average"><file path="/in/a.tif" bandlist="3,2,1" zindex="2" nodata="0"/><file path="/in/b.tif" bandlist="3,2,1"
@@ -67,12 +92,19 @@ void TestCompressionTask::document_data()
            name="genstats" value="true"/><option name="srs" value="EPSG:4326"/><option name="opacity" value="2"/><option name="nullvalue"
            value="0,0,0"/></options></output></compresstask>)");
     row("a WVC v2 update",
-        {{"format", "WVC v2"}, {"operation", int(CompressorXml::OperationUpdate)}, {"method", "Tile"}, {"threads", 8u},
-         {"colorSpace", "Auto"}, {"bitDepth", ""}, {"opacity", QVariant::fromValue(OpacityNone)}, {"shapeFile", "/s/area.shp"}},
+        {{"format", "WVC v2"},
+         {"operation", int(CompressorXml::OperationUpdate)},
+         {"method", "Tile"},
+         {"threads", 8u},
+         {"colorSpace", "Auto"},
+         {"bitDepth", ""},
+         {"opacity", QVariant::fromValue(OpacityNone)},
+         {"shapeFile", "/s/area.shp"}},
         R"("update" method="tile" threads="8" memcache="0" interactive="false"><inputs resample="nearest"><file path="/in/a.tif"
            zindex="0"/></inputs><output version="2" path="OUT"><options><option name="targetrate" value="0"/><option name="genstats"
            value="false"/><option name="opacity" value="3"/></options></output></compresstask>)");
-    row("a JPEG 2000 file", {{"format", "JPEG 2000"}, {"bitDepth", "auto"}, {"opacity", QVariant::fromValue(OpacityFromSource)}},
+    row("a JPEG 2000 file",
+        {{"format", "JPEG 2000"}, {"bitDepth", "auto"}, {"opacity", QVariant::fromValue(OpacityFromSource)}},
         R"("create" memcache="0" interactive="false"><inputs resample="nearest"><file path="/in/a.tif" zindex="0"/></inputs><output
            version="1" path="OUT"><options><option name="bitdepth" value="0"/><option name="targetrate" value="0"/><option name="genstats"
            value="false"/><option name="jp2tilesize" value="1024"/><option name="jp2precinctsize" value="64"/><option
@@ -94,7 +126,8 @@ void TestCompressionTask::document()
     job->setGenStats(properties.value("genStats").toBool()), job->setSrs(properties.value("srs").toString());
     job->setOperation(CompressorXml::Operation(properties.value("operation").toInt()));
     QCOMPARE(job->arguments(), (QStringList{QStringLiteral("-xml"), document}));
-    QCOMPARE(documentLines(readFile(document)), documentLines(expected.replace("\"OUT\"", '"' + output.toUtf8() + '"')));
+    QCOMPARE(documentLines(readFile(document)),
+             documentLines(expected.replace("\"OUT\"", '"' + output.toUtf8() + '"')));
     QCOMPARE(QStringList({job->inputFilename(), job->logFilename()}),
              QStringList({job->files().size() > 1 ? document : job->files().first(), path("out.v2.log")}));
 
@@ -117,9 +150,11 @@ void TestCompressionTask::loadsASavedJob_data()
     QTest::addColumn<QStringList>("expected");  // the message, or output, operation, input column, log and files
 
     const QByteArray open = R"(<imagecompressor version="1.2">)", close = "</imagecompressor>";
-    QTest::newRow("a saved mosaic") << open + R"(<compresstask operation="update" threads="4"><inputs><file path="/in/one.tif" zindex="7"/>
-        <file path="/in/two.tif"/></inputs><output version="3" path="/out/result.wvc"/></compresstask>)" + close
-        << QStringList{"/out/result.wvc", "update", "SAVED", "/out/result.log", "/in/one.tif", "/in/two.tif"};
+    QTest::newRow("a saved mosaic") << open
+            + R"(<compresstask operation="update" threads="4"><inputs><file path="/in/one.tif" zindex="7"/>
+        <file path="/in/two.tif"/></inputs><output version="3" path="/out/result.wvc"/></compresstask>)"
+            + close << QStringList{"/out/result.wvc", "update",      "SAVED",
+                                   "/out/result.log", "/in/one.tif", "/in/two.tif"};
     QTest::newRow("no compresstask") << open + R"(<inputs><file path="a"/></inputs>)" + close
                                      << QStringList{"Xml document has no <compresstask> element."};
     QTest::newRow("empty inputs") << open + "<compresstask><inputs/></compresstask>" + close
@@ -134,8 +169,10 @@ void TestCompressionTask::loadsASavedJob()
     writeFile(document, content);
     QString errorText;
     job.reset(CompressionTask::fromXmlFile(document, errorText));
-    QCOMPARE(job ? QStringList({job->outputFilename(), job->operation() == CompressorXml::OperationUpdate ? "update" : "create",
-                                job->inputFilename(), job->logFilename()}) + job->files()
+    QCOMPARE(job ? QStringList({job->outputFilename(),
+                                job->operation() == CompressorXml::OperationUpdate ? "update" : "create",
+                                job->inputFilename(), job->logFilename()})
+                     + job->files()
                  : QStringList{errorText},
              expected.replaceInStrings(QStringLiteral("SAVED"), document));
     if (!job)
@@ -165,46 +202,68 @@ void TestCompressionTask::recordedOutput_data()
     const QString statistics = QStringLiteral("Calculating statistics on file 'out.wvc'");
     // As a pipe delivers them: lines together, a line cut in two (each half stands alone and fits
     // nothing), progress redrawn with carriage returns.
-    QTest::newRow("compressing a mosaic")
-        << QList<QByteArray>{"@started", "ImageCompressor 6.0.2\r\nValidating input: ... File 1 of 3\r\nValidating input: ... File 2 of 3\r\n",
-                             "Validating input: ... File 3 of 3\r\nCreating grid geometry for out.wvc: ...\r\n",
-                             "Creating grid geometry for out.wvc in progress: ...\r\n",
-                             "Encoding [0.00%  T: 00:00:00  E: 00:00:00]\r", "Encoding [12.50%  T: 00:00:41  E: 24:05:00]\r",
-                             "Encoding [37.5", "0%  T: 00:02:03  E: 02:07:44]\rEncoding [50.00%  T: 00:02:50  E: 02:00:30]\r",
-                             "Encoding [62.50%  T: 00:03:25  E: 00:01:22]\r",
-                             "WARNING: tile 17 holds no data\r\nEncoding [99.99%  T: 00:05:30  E: 00:00:01]\r",
-                             // Lines that only resemble the rules.
-                             "Validating input: ... File 3 of 3 done\n[3.0% e: 00:05:09]\n[ 3.0% E: 00:05:09]\n[3% E: 00:05:09]\n"
-                             " Calculating Stats: [5.00%]\nCreating grid geometry Completed: ... \n",
-                             "Encoding [100.00%  T: 00:05:31  E: 00:00:00]\r\n",
-                             "Calculating Stats: [25.00%]\rCalculating Stats: [100.00%]\r\nDone.\r\n", "@finished"}
-        << false
-        << Messages{{"Starting compression of file 'a.tif'", 0}, {validating, 33}, {validating, 66}, {validating, 100},
-                    {"Creating grid geometry in progress: ...", 0}, {compressing + "00 seconds ", 0}, {compressing + "1 days 24 hours ", 12},
-                    {compressing + "2 hours 0 minutes ", 50}, {compressing + "1 minutes ", 62}, {compressing + "01 seconds ", 99},
-                    {"Finished compressing 'out.wvc'.", 100}, {statistics, 25}, {"Finished calculating statistics on file 'out.wvc'.", 100},
-                    {"Finished compressing 'out.wvc'.", 100}}
-        << int(TaskState::Running);
-    QTest::newRow("an update that fails")
-        << QList<QByteArray>{"@started", "Validating input: ... File 1 of 0\nValidating input: ... File 1 of 1\n",
-                             "Encoding [50.00%  T: 00:10:00  E: 01:00:00]\nEncoding [100.00%  T: 00:20:00  E: 00:00:00]\n",
-                             "Encoding [300.00%  T: 00:20:00  E: 00:00:00]\nEncoding [256.00%  T: 00:20:00  E: 00:00:00]\n",
-                             "Calculating Stats: [40.00%  T: 00:00:10  E: 00:00:15]\n", "Calculating Stats:\nCalculating Stats: [50%]\n",
-                             "@failed", "@finished"}
-        << true
-        << Messages{{"Starting update of file 'a.tif'", 0}, {validating, 0}, {validating, 100}, {"Updating file 'out.wvc'", 50},
-                    {"Finished updating 'out.wvc'.", 100}, {"Updating file 'out.wvc'", 44}, {"Updating file 'out.wvc'", 0},
-                    {"Updating file 'out.wvc'", 40}, {statistics, 0}, {statistics, 0},
-                    {"Compressor exited with an error. See log file for details.", 0}, {"Finished updating 'out.wvc'.", 100}}
-        << int(TaskState::Running);
-    QTest::newRow("a tool that cannot start") << QList<QByteArray>{"@failedtostart", "@finished"} << false
-        << Messages{{"Failed to start ImageCompressor executable.", 0}, {"Finished compressing 'out.wvc'.", 100}} << int(TaskState::Failed);
+    QTest::newRow("compressing a mosaic") << QList<
+        QByteArray>{"@started",
+                    "ImageCompressor 6.0.2\r\nValidating input: ... File 1 of 3\r\nValidating input: ... File 2 of 3\r\n",
+                    "Validating input: ... File 3 of 3\r\nCreating grid geometry for out.wvc: ...\r\n",
+                    "Creating grid geometry for out.wvc in progress: ...\r\n",
+                    "Encoding [0.00%  T: 00:00:00  E: 00:00:00]\r", "Encoding [12.50%  T: 00:00:41  E: 24:05:00]\r",
+                    "Encoding [37.5", "0%  T: 00:02:03  E: 02:07:44]\rEncoding [50.00%  T: 00:02:50  E: 02:00:30]\r",
+                    "Encoding [62.50%  T: 00:03:25  E: 00:01:22]\r",
+                    "WARNING: tile 17 holds no data\r\nEncoding [99.99%  T: 00:05:30  E: 00:00:01]\r",
+                    // Lines that only resemble the rules.
+                    "Validating input: ... File 3 of 3 done\n[3.0% e: 00:05:09]\n[ 3.0% E: 00:05:09]\n[3% E: 00:05:09]\n"
+                    " Calculating Stats: [5.00%]\nCreating grid geometry Completed: ... \n",
+                    "Encoding [100.00%  T: 00:05:31  E: 00:00:00]\r\n",
+                    "Calculating Stats: [25.00%]\rCalculating Stats: [100.00%]\r\nDone.\r\n", "@finished"}
+                                          << false
+                                          << Messages{{"Starting compression of file 'a.tif'", 0},
+                                                      {validating, 33},
+                                                      {validating, 66},
+                                                      {validating, 100},
+                                                      {"Creating grid geometry in progress: ...", 0},
+                                                      {compressing + "00 seconds ", 0},
+                                                      {compressing + "1 days 24 hours ", 12},
+                                                      {compressing + "2 hours 0 minutes ", 50},
+                                                      {compressing + "1 minutes ", 62},
+                                                      {compressing + "01 seconds ", 99},
+                                                      {"Finished compressing 'out.wvc'.", 100},
+                                                      {statistics, 25},
+                                                      {"Finished calculating statistics on file 'out.wvc'.", 100},
+                                                      {"Finished compressing 'out.wvc'.", 100}}
+                                          << int(TaskState::Running);
+    QTest::newRow("an update that fails") << QList<
+        QByteArray>{"@started",
+                    "Validating input: ... File 1 of 0\nValidating input: ... File 1 of 1\n",
+                    "Encoding [50.00%  T: 00:10:00  E: 01:00:00]\nEncoding [100.00%  T: 00:20:00  E: 00:00:00]\n",
+                    "Encoding [300.00%  T: 00:20:00  E: 00:00:00]\nEncoding [256.00%  T: 00:20:00  E: 00:00:00]\n",
+                    "Calculating Stats: [40.00%  T: 00:00:10  E: 00:00:15]\n",
+                    "Calculating Stats:\nCalculating Stats: [50%]\n",
+                    "@failed",
+                    "@finished"} << true
+                                          << Messages{{"Starting update of file 'a.tif'", 0},
+                                                      {validating, 0},
+                                                      {validating, 100},
+                                                      {"Updating file 'out.wvc'", 50},
+                                                      {"Finished updating 'out.wvc'.", 100},
+                                                      {"Updating file 'out.wvc'", 44},
+                                                      {"Updating file 'out.wvc'", 0},
+                                                      {"Updating file 'out.wvc'", 40},
+                                                      {statistics, 0},
+                                                      {statistics, 0},
+                                                      {"Compressor exited with an error. See log file for details.", 0},
+                                                      {"Finished updating 'out.wvc'.", 100}}
+                                          << int(TaskState::Running);
+    QTest::newRow("a tool that cannot start")
+        << QList<QByteArray>{"@failedtostart", "@finished"} << false
+        << Messages{{"Failed to start ImageCompressor executable.", 0}, {"Finished compressing 'out.wvc'.", 100}}
+        << int(TaskState::Failed);
     // Standard error only collects; text ends at a NUL byte; nothing is kept after an abort.
     QTest::newRow("standard error, then an abort")
-        << QList<QByteArray>{"!problem\nCalculating Stats: [50.00%]\n", QByteArray("before\n\0Calculating Stats: [30.00%]", 35), "@abort",
+        << QList<QByteArray>{"!problem\nCalculating Stats: [50.00%]\n",
+                             QByteArray("before\n\0Calculating Stats: [30.00%]", 35), "@abort",
                              "Calculating Stats: [50.00%]\n", "!after"}
         << false << Messages{} << int(TaskState::Pending);
-
 }
 
 void TestCompressionTask::recordedOutput()
@@ -213,7 +272,8 @@ void TestCompressionTask::recordedOutput()
     QFETCH(bool, update);
     QFETCH(Messages, expected);
     QFETCH(int, state);
-    job->setFiles({QStringLiteral("/data/in/a.tif"), QStringLiteral("/data/in/z.tif")}), job->setOutputFilename(path("out.wvc"));
+    job->setFiles({QStringLiteral("/data/in/a.tif"), QStringLiteral("/data/in/z.tif")}),
+        job->setOutputFilename(path("out.wvc"));
     job->setId(7), job->setOperation(update ? CompressorXml::OperationUpdate : CompressorXml::OperationCreate);
     QSignalSpy progress(job.get(), &CompressionTask::progress);
     QString output;

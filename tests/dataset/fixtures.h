@@ -23,7 +23,8 @@ using GeoTransform = std::array<double, 6>;
 
 // A reference as GDAL's SetFromUserInput reads it ("EPSG:32633", "EPSG:32633+5773", WKT), with
 // its linear unit replaced when `unit` is given: that is how a grid in feet reaches us.
-struct Reference {
+struct Reference
+{
     std::string definition;
     const char* unit = nullptr;
     double metres = 1.0;
@@ -47,8 +48,8 @@ inline bool makeRaster(const QString& path, int width, int height, const GeoTran
 {
     GDALAllRegister();
     QDir().mkpath(QFileInfo(path).absolutePath());
-    GDALDataset* memory = GetGDALDriverManager()->GetDriverByName("MEM")->Create("", width, height, 1,
-                                                                                 GDT_Byte, nullptr);
+    GDALDataset* memory =
+        GetGDALDriverManager()->GetDriverByName("MEM")->Create("", width, height, 1, GDT_Byte, nullptr);
     GeoTransform copy = transform;
     if (transform != GeoTransform{})
         memory->SetGeoTransform(copy.data());
@@ -56,22 +57,25 @@ inline bool makeRaster(const QString& path, int width, int height, const GeoTran
     if (!srs.IsEmpty())
         memory->SetSpatialRef(&srs);
     std::vector<GByte> pixels(std::size_t(width) * height, 77);
-    if (memory->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, pixels.data(), width, height, GDT_Byte, 0, 0) != CE_None) {
+    if (memory->GetRasterBand(1)->RasterIO(GF_Write, 0, 0, width, height, pixels.data(), width, height, GDT_Byte, 0, 0)
+        != CE_None) {
         GDALClose(memory);
         return false;
     }
-    GDALDatasetH written = GDALCreateCopy(GDALGetDriverByName(driver), path.toUtf8().constData(), memory, FALSE, nullptr, nullptr, nullptr);
+    GDALDatasetH written = GDALCreateCopy(GDALGetDriverByName(driver), path.toUtf8().constData(), memory, FALSE,
+                                          nullptr, nullptr, nullptr);
     GDALClose(memory);
     return written && (GDALClose(written), true);
 }
 
-inline bool makeTile(const QString& path, const Reference& reference, double west, double north,
-                     double cell, int width, int height)
+inline bool makeTile(const QString& path, const Reference& reference, double west, double north, double cell, int width,
+                     int height)
 {
     return makeRaster(path, width, height, {west, cell, 0, north, 0, -cell}, reference);
 }
 
-struct Record {
+struct Record
+{
     std::string wkt;
     std::vector<std::string> values;  // one per field, as text; empty leaves the field unset
 };
@@ -83,14 +87,15 @@ inline bool makeShapefile(const QString& path, int layerEpsg, int givenEpsg,
                           const std::vector<Record>& records)
 {
     GDALAllRegister();
-    GDALDataset* dataset = GetGDALDriverManager()->GetDriverByName("ESRI Shapefile")
+    GDALDataset* dataset = GetGDALDriverManager()
+                               ->GetDriverByName("ESRI Shapefile")
                                ->Create(path.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr);
     if (!dataset)
         return false;
     OGRSpatialReference layerReference = spatialReference({"EPSG:" + std::to_string(layerEpsg)});
     OGRSpatialReference given = spatialReference({"EPSG:" + std::to_string(givenEpsg)});
-    OGRLayer* layer = dataset->CreateLayer(QFileInfo(path).completeBaseName().toUtf8().constData(),
-                                           &layerReference, wkbPolygon, nullptr);
+    OGRLayer* layer = dataset->CreateLayer(QFileInfo(path).completeBaseName().toUtf8().constData(), &layerReference,
+                                           wkbPolygon, nullptr);
     bool ok = layer != nullptr;
     for (const auto& field : fields) {
         OGRFieldDefn definition(field.first, field.second);

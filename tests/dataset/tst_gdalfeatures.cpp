@@ -10,7 +10,12 @@ namespace {
 
 std::string square(double minX, double minY, double maxX, double maxY)
 {
-    return QStringLiteral("(%1 %2,%3 %2,%3 %4,%1 %4,%1 %2)").arg(minX, 0, 'f').arg(minY, 0, 'f').arg(maxX, 0, 'f').arg(maxY, 0, 'f').toStdString();
+    return QStringLiteral("(%1 %2,%3 %2,%3 %4,%1 %4,%1 %2)")
+        .arg(minX, 0, 'f')
+        .arg(minY, 0, 'f')
+        .arg(maxX, 0, 'f')
+        .arg(maxY, 0, 'f')
+        .toStdString();
 }
 
 // Parcels around two UTM 33N tiles: west 500000..501000, east 501000..502000, both
@@ -21,7 +26,8 @@ std::vector<fixtures::Record> parcels()
         {"POLYGON(" + square(500500, 4999600, 500700, 4999800) + ")", {"north", "0.25", "7", "12", "5"}},
         {"POLYGON(" + square(500100, 4999550, 500900, 4999950) + "," + square(500300, 4999650, 500700, 4999850) + ")",
          {"holed", "1.5", "-3", "", "5000000000"}},
-        {"MULTIPOLYGON((" + square(500100, 4999600, 500200, 4999700) + "),(" + square(501500, 4999600, 501600, 4999700) + "))",
+        {"MULTIPOLYGON((" + square(500100, 4999600, 500200, 4999700) + "),(" + square(501500, 4999600, 501600, 4999700)
+             + "))",
          {"split", "", "", "2147483647", "6"}},
         {"POLYGON(" + square(600000, 4000000, 600100, 4000100) + ")", {"far", "2", "1", "1", "1"}},
         // Its box overlaps the west tile while its area stays clear of it.
@@ -58,8 +64,11 @@ void TestGdalFeatures::initTestCase()
     QVERIFY(directory.isValid());
     QVERIFY(fixtures::makeTile(path("west.tif"), {"EPSG:32633"}, 500000, 5000000, 10, 100, 50));
     QVERIFY(fixtures::makeTile(path("east.tif"), {"EPSG:32633"}, 501000, 5000000, 10, 100, 50));
-    const std::vector<std::pair<const char*, OGRFieldType>> fields{
-        {"name", OFTString}, {"ratio", OFTReal}, {"count", OFTInteger}, {"small64", OFTInteger64}, {"big64", OFTInteger64}};
+    const std::vector<std::pair<const char*, OGRFieldType>> fields{{"name", OFTString},
+                                                                   {"ratio", OFTReal},
+                                                                   {"count", OFTInteger},
+                                                                   {"small64", OFTInteger64},
+                                                                   {"big64", OFTInteger64}};
     QVERIFY(fixtures::makeShapefile(path("parcels.shp"), 32633, 32633, fields, parcels()));
     QVERIFY(fixtures::makeShapefile(path("parcels geographic.shp"), 4326, 32633, fields, parcels()));
 }
@@ -98,7 +107,8 @@ void TestGdalFeatures::findsClipsAndReadsFeatures_data()
         "attributes big64=5000000000,name=holed ratio=1.5 count=-3,small64=0",
         "attributes big64=6,name=split ratio=0 count=0,small64=2147483647"};
     QTest::newRow("same reference as the tiles") << "parcels.shp" << QStringList{"west.tif", "east.tif"} << both;
-    QTest::newRow("layer in EPSG 4326 over UTM tiles") << "parcels geographic.shp" << QStringList{"west.tif", "east.tif"} << both;
+    QTest::newRow("layer in EPSG 4326 over UTM tiles")
+        << "parcels geographic.shp" << QStringList{"west.tif", "east.tif"} << both;
 }
 
 void TestGdalFeatures::findsClipsAndReadsFeatures()
@@ -112,24 +122,27 @@ void TestGdalFeatures::findsClipsAndReadsFeatures()
     util->FindIntersectingFeatures(file, scan(tiles), features);
     QStringList found, attributes;
     for (const ClipInfoPtr& f : features) {
-        QString line = QStringLiteral("%1 EPSG:%2 ").arg(f->FeatureId).arg(f->CRS.GetEPSG()) + rounded(f->MinX, f->MinY, f->MaxX, f->MaxY);
+        QString line = QStringLiteral("%1 EPSG:%2 ").arg(f->FeatureId).arg(f->CRS.GetEPSG())
+            + rounded(f->MinX, f->MinY, f->MaxX, f->MaxY);
         QStringList met;
         for (const TSR::CString& dataset : f->IntersectingDatasets)
             met << QFileInfo(QString::fromUtf8(dataset.utf8_str())).fileName();
         met.sort();
         line += " " + met.join(' ');
         double clip[4] = {0, 0, 0, 0};
-        const bool clipped = util->ClipFeatureToExtent(file, *f, f->FeatureId, 500000, 4999500, 501000, 5000000, clip[0],
-                                                       clip[1], clip[2], clip[3]);
+        const bool clipped = util->ClipFeatureToExtent(file, *f, f->FeatureId, 500000, 4999500, 501000, 5000000,
+                                                       clip[0], clip[1], clip[2], clip[3]);
         line += " | clip " + (clipped ? rounded(clip[0], clip[1], clip[2], clip[3]) : QStringLiteral("none")) + " |";
         std::vector<FeaturePolygon> polygons;
         util->ReadFeaturePolygons(file, *f, f->FeatureId, polygons);
         QStringList parts;
         for (const FeaturePolygon& polygon : polygons) {
-            const auto corner = *std::min_element(polygon.OuterRing.begin(), polygon.OuterRing.end(), [](auto& a, auto& b) {
-                return a.X + a.Y < b.X + b.Y;
-            });
-            parts << QStringLiteral("%1 %2 holes %3").arg(qRound(corner.X)).arg(qRound(corner.Y)).arg(polygon.InnerRings.size());
+            const auto corner = *std::min_element(polygon.OuterRing.begin(), polygon.OuterRing.end(),
+                                                  [](auto& a, auto& b) { return a.X + a.Y < b.X + b.Y; });
+            parts << QStringLiteral("%1 %2 holes %3")
+                         .arg(qRound(corner.X))
+                         .arg(qRound(corner.Y))
+                         .arg(polygon.InnerRings.size());
         }
         found << line + " " + parts.join(QStringLiteral(", "));
         QStringList text, real, whole;
@@ -147,8 +160,9 @@ void TestGdalFeatures::findsClipsAndReadsFeatures()
         util->ReadFeaturePolygons(file, {}, 99, polygons);
         QFAIL("feature 99 was read");
     } catch (const TSR::CRuntimeError& error) {
-        QCOMPARE(QString::fromUtf8(error.what()), QStringLiteral("Feature 99 does not exist in layer \"%1\" of \"%2\".")
-                                                      .arg(QFileInfo(shapefile).completeBaseName(), path(shapefile)));
+        QCOMPARE(QString::fromUtf8(error.what()),
+                 QStringLiteral("Feature 99 does not exist in layer \"%1\" of \"%2\".")
+                     .arg(QFileInfo(shapefile).completeBaseName(), path(shapefile)));
     }
 }
 
@@ -156,18 +170,25 @@ void TestGdalFeatures::combinesClipRegions()
 {
     // Entries cut to a dataset they do not meet keep an empty box, which must not widen the union.
     ClipInfoMap regions{{"/data/!absent.tif", nullptr}};
-    ExtractedFeatureClipInfo clone{"parcels", 7, CCRSIdentifier(32633), {{"name", "north"}}, {}, {}, 0, 0, 0, 0, {TSR::CString("/data/0.tif")}};
+    ExtractedFeatureClipInfo clone{"parcels", 7, CCRSIdentifier(32633),        {{"name", "north"}}, {}, {}, 0, 0,
+                                   0,         0, {TSR::CString("/data/0.tif")}};
     const QVector<QRectF> boxes{{1, 2, 2, 2}, {-5, 3, 7, 6}, {}, {7, 5, -1, 3}};
     for (int i = 0; i < boxes.size(); ++i) {
-        std::tie(clone.MinX, clone.MinY, clone.MaxX, clone.MaxY) = std::make_tuple(boxes[i].left(), boxes[i].top(), boxes[i].right(), boxes[i].bottom());
+        std::tie(clone.MinX, clone.MinY, clone.MaxX, clone.MaxY) =
+            std::make_tuple(boxes[i].left(), boxes[i].top(), boxes[i].right(), boxes[i].bottom());
         regions["/data/" + std::to_string(i) + ".tif"] = std::make_shared<ExtractedFeatureClipInfo>(clone);
     }
     ClipInfoPtr combined;
     fixtures::makeUtil()->CombineClipRegions(regions, combined);
     QVERIFY(combined);
-    const QString whole = QStringLiteral("%1 %2 %3 %4 %5 %6 %7").arg(QString::fromStdString(combined->LayerName)).arg(combined->FeatureId)
-                              .arg(combined->CRS.GetEPSG()).arg(QString::fromStdString(combined->StringAttributes.at("name")))
-                              .arg(combined->IntersectingDatasets.size()).arg(rounded(combined->MinX, combined->MinY, combined->MaxX, combined->MaxY)).arg(regions.size());
+    const QString whole = QStringLiteral("%1 %2 %3 %4 %5 %6 %7")
+                              .arg(QString::fromStdString(combined->LayerName))
+                              .arg(combined->FeatureId)
+                              .arg(combined->CRS.GetEPSG())
+                              .arg(QString::fromStdString(combined->StringAttributes.at("name")))
+                              .arg(combined->IntersectingDatasets.size())
+                              .arg(rounded(combined->MinX, combined->MinY, combined->MaxX, combined->MaxY))
+                              .arg(regions.size());
     QCOMPARE(whole, QStringLiteral("parcels 7 32633 north 1 -5 2 3 9 5"));
 }
 

@@ -12,8 +12,7 @@ namespace {
 
 // Hands a job what its tool printed, chunk by chunk as the pipe delivered it, between the job's start and finish:
 // standard output, "err:" and standard error, or "abort".
-template <class Task>
-void feed(Task& task, const QList<QByteArray>& chunks)
+template <class Task> void feed(Task& task, const QList<QByteArray>& chunks)
 {
     emit task.started(0);
     for (const QByteArray& chunk : chunks) {
@@ -32,11 +31,13 @@ QByteArray recording(const QByteArray& figures)
 {
     const QByteArray rule = "\n" + QByteArray(96, '-') + "\n";
     QByteArray text = "\nCommand Line: diskspd -d120 -r4b -t4 -L -b4k -c2G -Suw /data/kartopress_diskspd.dat\n\n"
-                      "Results for timespan 1:\n" + QByteArray(79, '*') + "\n\nactual test time:\t120.00s\n\n";
+                      "Results for timespan 1:\n"
+        + QByteArray(79, '*') + "\n\nactual test time:\t120.00s\n\n";
     for (const QByteArray name : {"Total IO", "Read IO", "Write IO"}) {
-        const QByteArray row = name == "Write IO" ? "          0 |            0 |   0.00 |      0.00 |   0.000 |  N/A" : figures;
-        text += name + "\nthread |       bytes |         I/Os |  MiB/s | I/O per s |  AvgLat | LatStdDev" + rule + "     0 | "
-                + row + rule + "total:   " + row + "\n\n";
+        const QByteArray row =
+            name == "Write IO" ? "          0 |            0 |   0.00 |      0.00 |   0.000 |  N/A" : figures;
+        text += name + "\nthread |       bytes |         I/Os |  MiB/s | I/O per s |  AvgLat | LatStdDev" + rule
+            + "     0 | " + row + rule + "total:   " + row + "\n\n";
     }
     return text;
 }
@@ -53,18 +54,24 @@ const QStringList verdicts{
     "INFO: Acceptable disk IO detected. Processing input from this drive will meet our recommended performance requirements.\n"};
 const QString ssdReport = "INFO: Throughput 10.00 MiB/sec exceeds the recommended value of 10 MiB/sec.\n"
                           "INFO: IOPS 5000.00 exceed the recommended value of 5000.\n"
-                          "INFO: latency 20.000ms is faster than the recommended value of 20ms.\n" + verdicts[3];
-const QString hddReport = "WARNING: Throughput 1.99 MiB/sec is significantly below the recommended value of 10 MiB/sec.\n"
-                          "WARNING: IOPS 500.00 are below the recommended value of 5000.\n"
-                          "WARNING: latency 60.001ms is significantly slower than the recommended value of 20ms.\n" + verdicts[1];
+                          "INFO: latency 20.000ms is faster than the recommended value of 20ms.\n"
+    + verdicts[3];
+const QString hddReport =
+    "WARNING: Throughput 1.99 MiB/sec is significantly below the recommended value of 10 MiB/sec.\n"
+    "WARNING: IOPS 500.00 are below the recommended value of 5000.\n"
+    "WARNING: latency 60.001ms is significantly slower than the recommended value of 20ms.\n"
+    + verdicts[1];
 const QString usbReport = "WARNING: Throughput 2.00 MiB/sec is below the recommended value of 10 MiB/sec.\n"
                           "WARNING: IOPS 499.99 are significantly below the recommended value of 5000.\n"
-                          "WARNING: latency 60.000ms is slower than the recommended value of 20ms.\n" + verdicts[1];
+                          "WARNING: latency 60.000ms is slower than the recommended value of 20ms.\n"
+    + verdicts[1];
 const QString nasReport = "WARNING: Throughput 9.99 MiB/sec is below the recommended value of 10 MiB/sec.\n"
                           "INFO: IOPS 5120.00 exceed the recommended value of 5000.\n"
-                          "WARNING: latency 20.001ms is slower than the recommended value of 20ms.\n" + verdicts[2];
+                          "WARNING: latency 20.001ms is slower than the recommended value of 20ms.\n"
+    + verdicts[2];
 const QString noReport = "WARNING: Could not determine Throughput.\nWARNING: Could not determine IOPS.\n"
-                         "WARNING: Could not determine latency.\n" + verdicts[0];
+                         "WARNING: Could not determine latency.\n"
+    + verdicts[0];
 const QString divider = QString(79, QLatin1Char('*')) + QStringLiteral("\n\n");
 
 QByteArray crlf(QByteArray text)
@@ -111,8 +118,8 @@ void TestDiagnostics::checkerOutput_data()
         << "INPUTS: /data/city.wvc\nINFO: header ok\nSTATUS: 300 %\ntile 7: checksum mismatch\n\n\n"
            "ERROR: tile 7 damaged\nSTATUS:\nSTATUS: 12.5 %\n";
     QTest::newRow("abort silences both streams")
-        << QList<QByteArray>{"STATUS: 10 % checked\r", "abort", "STATUS: 20 %\rINFO: late\r", "err:late\r\n"}
-        << "10" << "STATUS: 10 % checked\n";
+        << QList<QByteArray>{"STATUS: 10 % checked\r", "abort", "STATUS: 20 %\rINFO: late\r", "err:late\r\n"} << "10"
+        << "STATUS: 10 % checked\n";
 }
 
 void TestDiagnostics::checkerOutput()
@@ -128,8 +135,9 @@ void TestDiagnostics::checkerOutput()
     feed(task, chunks);
 
     sent.replace(QStringLiteral("; "), QStringLiteral(" Validating file 'city.wvc'; "));
-    QCOMPARE(trace.text(), "0 Starting integrity check of file 'city.wvc'; started 0; " + sent
-                               + " Validating file 'city.wvc'; 100 Finished validating file 'city.wvc'; finished 0");
+    QCOMPARE(trace.text(),
+             "0 Starting integrity check of file 'city.wvc'; started 0; " + sent
+                 + " Validating file 'city.wvc'; 100 Finished validating file 'city.wvc'; finished 0");
     QCOMPARE(QString::fromLocal8Bit(readFile(task.logFilename())), log);
 }
 
@@ -137,21 +145,23 @@ void TestDiagnostics::checkerRun_data()
 {
     QTest::addColumn<QVariantMap>("properties");
     QTest::addColumn<QStringList>("arguments");  // after the input
-    QTest::addColumn<QStringList>("script");     // empty: the tool is missing
-    QTest::addColumn<QString>("sent");           // between the start message and the finish message
-    QTest::addColumn<QByteArray>("log");         // null: the log cannot be opened
+    QTest::addColumn<QStringList>("script");  // empty: the tool is missing
+    QTest::addColumn<QString>("sent");  // between the start message and the finish message
+    QTest::addColumn<QByteArray>("log");  // null: the log cannot be opened
 
     const QStringList status{"out STATUS: 50 % checked\\r\\n"};
-    QTest::newRow("clean exit replaces the old log") << QVariantMap() << QStringList() << status
-                                                     << "50 Validating file 'city.wvc'; " << QByteArray("STATUS: 50 % checked\n");
+    QTest::newRow("clean exit replaces the old log")
+        << QVariantMap() << QStringList() << status << "50 Validating file 'city.wvc'; "
+        << QByteArray("STATUS: 50 % checked\n");
     QTest::newRow("exit 3, options in order")
         << QVariantMap{{"queueSize", 1}, {"numHeaps", 2}, {"maxMem", 3}, {"tileSize", 256}, {"threads", 5}}
         << QStringList{"-threads=5", "-tilesize=", "-maxmem=", "-numheaps=", "-queuesize="}
         << QStringList{"out ERROR: truncated\\r\\n", "exit 3"}
-        << "0 File integrity check exited with an error. See log file for details.; failed 0 3; " << QByteArray("ERROR: truncated\n");
-    QTest::newRow("missing tool, clean mode") << QVariantMap{{"clean", true}, {"threads", 4}} << QStringList{"-clean="}
-                                              << QStringList() << "0 Failed to start file integrity check executable.; failedtostart 0; "
-                                              << QByteArray("");
+        << "0 File integrity check exited with an error. See log file for details.; failed 0 3; "
+        << QByteArray("ERROR: truncated\n");
+    QTest::newRow("missing tool, clean mode")
+        << QVariantMap{{"clean", true}, {"threads", 4}} << QStringList{"-clean="} << QStringList()
+        << "0 Failed to start file integrity check executable.; failedtostart 0; " << QByteArray("");
     QTest::newRow("log cannot be opened") << QVariantMap{{"threads", 4}} << QStringList{"-threads=4"} << status
                                           << "50 Validating file 'city.wvc'; " << QByteArray();
 }
@@ -182,12 +192,14 @@ void TestDiagnostics::checkerRun()
 
     task.run();
 
-    QCOMPARE(trace.text(), "0 Starting integrity check of file 'city.wvc'; started 0; " + sent
-                               + "100 Finished validating file 'city.wvc'; finished 0");
+    QCOMPARE(trace.text(),
+             "0 Starting integrity check of file 'city.wvc'; started 0; " + sent
+                 + "100 Finished validating file 'city.wvc'; finished 0");
     QCOMPARE(task.state(), int(sent.contains(QLatin1String("failed")) ? TaskState::Failed : TaskState::Succeeded));
     QCOMPARE(readFile(task.logFilename()), log);
     QCOMPARE(task.arguments(), QStringList{input} + arguments);
-    QCOMPARE(tool.invocations(QStringLiteral("WVCCheck")).value(0).arguments, script.isEmpty() ? QStringList() : task.arguments());
+    QCOMPARE(tool.invocations(QStringLiteral("WVCCheck")).value(0).arguments,
+             script.isEmpty() ? QStringList() : task.arguments());
     QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
     if (log.isNull())
         QCOMPARE(answerer.seen().first().title + ": " + answerer.seen().first().text,
@@ -208,7 +220,8 @@ void TestDiagnostics::benchmarkOutput_data()
         << QList<QByteArray>{crlf(usb).left(cut), crlf(usb).mid(cut)} << QStringList{noReport, usbReport};
     QTest::newRow("network drive, cut between \\r and \\n")
         << QList<QByteArray>{crlf(nas).left(lineEnd), crlf(nas).mid(lineEnd)} << QStringList{nasReport, nasReport};
-    QTest::newRow("no results") << QList<QByteArray>{"total: 1 | 2 | 3 | 4\r\nTotal: 1 | 2 | 3 | 4 | 5\r\n"} << QStringList{noReport};
+    QTest::newRow("no results") << QList<QByteArray>{"total: 1 | 2 | 3 | 4\r\nTotal: 1 | 2 | 3 | 4 | 5\r\n"}
+                                << QStringList{noReport};
 }
 
 void TestDiagnostics::benchmarkOutput()
@@ -225,19 +238,21 @@ void TestDiagnostics::benchmarkOutput()
 
     QCOMPARE(QString::fromUtf8(readFile(task.logFilename())), log + divider);
     // Any report short of the verdict of an acceptable drive leaves the job warning.
-    QCOMPARE(task.state(), int(reports.filter(verdicts[3]).size() == reports.size() ? TaskState::Running : TaskState::Warning));
+    QCOMPARE(task.state(),
+             int(reports.filter(verdicts[3]).size() == reports.size() ? TaskState::Running : TaskState::Warning));
 }
 
 void TestDiagnostics::benchmarkRun_data()
 {
     QTest::addColumn<QStringList>("script");  // a tool that sleeps first gets a quick pace
-    QTest::addColumn<QString>("sent");        // <in> is the directory under test, paced messages aside
-    QTest::addColumn<QString>("log");   // null: the log cannot be opened
+    QTest::addColumn<QString>("sent");  // <in> is the directory under test, paced messages aside
+    QTest::addColumn<QString>("log");  // null: the log cannot be opened
 
     const QString results = "out " + FakeTool::escaped(ssd);
     QTest::newRow("good disk, paced, appended to the log")
-        << QStringList{"sleep 400", results} << "0 Starting disk benchmarking of '<in>'; started 0; 95 Preparing disk benchmarking report.; "
-                                              "100 Benchmarking '<in>' complete.; finished 0"
+        << QStringList{"sleep 400", results}
+        << "0 Starting disk benchmarking of '<in>'; started 0; 95 Preparing disk benchmarking report.; "
+           "100 Benchmarking '<in>' complete.; finished 0"
         << "SUMMARY:\n" + ssdReport + ssd + divider;
     QTest::newRow("aborted") << QStringList{"sigint exit 0", "err ready\\r\\n", "sleep 60000"}
                              << "0 Starting disk benchmarking of '<in>'; started 0; "
@@ -291,9 +306,10 @@ void TestDiagnostics::benchmarkRun()
     QCOMPARE(text, sent.replace(QStringLiteral("<in>"), in));
     QCOMPARE(task->state(), int(sent.contains(QLatin1String("failed 0")) ? TaskState::Failed : TaskState::Succeeded));
     // Whether the figures show depends on the state alone: a failed job with figures shows them too.
-    QCOMPARE(task->outputFilename(), sent.contains(QLatin1String("Preparing"))
-                                         ? QStringLiteral("IOPS: 5000.00, Throughput: 10.00 MiB/sec, Latency: 20.000ms")
-                                         : QString());
+    QCOMPARE(task->outputFilename(),
+             sent.contains(QLatin1String("Preparing"))
+                 ? QStringLiteral("IOPS: 5000.00, Throughput: 10.00 MiB/sec, Latency: 20.000ms")
+                 : QString());
     QCOMPARE(tool.invocations(QStringLiteral("diskspd")).value(0).arguments,
              (QStringList{"-d120", "-r4b", "-t4", "-L", "-b4k", "-c2G", "-Suw", data}));
     // The data file goes with the job; the log stays.

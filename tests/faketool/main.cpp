@@ -32,11 +32,20 @@ std::string escape(const std::string& text)
     std::string result;
     for (char c : text) {
         switch (c) {
-        case '\n': result += "\\n"; break;
-        case '\r': result += "\\r"; break;
-        case '\t': result += "\\t"; break;
-        case '\\': result += "\\\\"; break;
-        default: result += c;
+        case '\n':
+            result += "\\n";
+            break;
+        case '\r':
+            result += "\\r";
+            break;
+        case '\t':
+            result += "\\t";
+            break;
+        case '\\':
+            result += "\\\\";
+            break;
+        default:
+            result += c;
         }
     }
     return result;
@@ -52,16 +61,23 @@ std::string unescape(const std::string& text)
         }
         const char next = text[++i];
         switch (next) {
-        case 'n': result += '\n'; break;
-        case 'r': result += '\r'; break;
-        case 't': result += '\t'; break;
+        case 'n':
+            result += '\n';
+            break;
+        case 'r':
+            result += '\r';
+            break;
+        case 't':
+            result += '\t';
+            break;
         case 'x':
             if (i + 2 < text.size()) {
                 result += char(std::strtol(text.substr(i + 1, 2).c_str(), nullptr, 16));
                 i += 2;
             }
             break;
-        default: result += next;
+        default:
+            result += next;
         }
     }
     return result;
@@ -84,8 +100,7 @@ void writeAll(int fd, const std::string& data)
 void sleepMs(long ms)
 {
     timespec remaining{ms / 1000, (ms % 1000) * 1000000L};
-    while (::nanosleep(&remaining, &remaining) != 0 && errno == EINTR) {
-    }
+    while (::nanosleep(&remaining, &remaining) != 0 && errno == EINTR) {}
 }
 
 void onSigint(int)

@@ -49,19 +49,21 @@ QString treeReading(const QByteArray& data)
     if (tasks.isEmpty())
         return QStringLiteral("no task");
     QString reading = tasks.item(0).toElement().attribute(QStringLiteral("operation")) == QLatin1String("create")
-                          ? QStringLiteral("create")
-                          : QStringLiteral("update");
+        ? QStringLiteral("create")
+        : QStringLiteral("update");
     const QDomNode inputs = root.elementsByTagName(QStringLiteral("inputs")).item(0);
     for (QDomNode node = inputs.firstChild(); !node.isNull(); node = node.nextSibling()) {
         const QDomElement e = node.toElement();
         const QString nodata = e.attribute(QStringLiteral("nodata"), QString());
-        reading += QStringLiteral("\n%1|%2|%3|%4").arg(e.attribute(QStringLiteral("path")), e.attribute(QStringLiteral("bandlist")))
+        reading += QStringLiteral("\n%1|%2|%3|%4")
+                       .arg(e.attribute(QStringLiteral("path")), e.attribute(QStringLiteral("bandlist")))
                        .arg(e.attribute(QStringLiteral("zindex")).toInt())
                        .arg(nodata.isNull() ? QStringLiteral("-") : QString::number(nodata.toInt()));
     }
     const QDomElement output = root.elementsByTagName(QStringLiteral("output")).item(0).toElement();
     if (!output.isNull())
-        reading += QStringLiteral("\noutput %1|%2").arg(output.attribute(QStringLiteral("version")).toInt())
+        reading += QStringLiteral("\noutput %1|%2")
+                       .arg(output.attribute(QStringLiteral("version")).toInt())
                        .arg(output.attribute(QStringLiteral("path")));
     return reading;
 }
@@ -80,7 +82,9 @@ QString readerReading(const CompressorXml* document, const QString& errorText)
     QString reading = document->task->operation == CompressorXml::OperationCreate ? QStringLiteral("create")
                                                                                   : QStringLiteral("update");
     for (const CompressorXml::InputFile& input : document->inputs)
-        reading += QStringLiteral("\n%1|%2|%3|%4").arg(input.path, input.bandlist).arg(input.zindex)
+        reading += QStringLiteral("\n%1|%2|%3|%4")
+                       .arg(input.path, input.bandlist)
+                       .arg(input.zindex)
                        .arg(input.hasNodata ? QString::number(input.nodata) : QStringLiteral("-"));
     if (document->output)
         reading += QStringLiteral("\noutput %1|%2").arg(document->output->version).arg(document->output->path);
@@ -90,8 +94,8 @@ QString readerReading(const CompressorXml* document, const QString& errorText)
 bool refusedByAGuard(const QString& errorText)
 {
     return errorText.startsWith(QLatin1String("Xml document is nested too deeply"))
-           || errorText.startsWith(QLatin1String("Xml document type declaration is too large"))
-           || errorText.startsWith(QLatin1String("Xml document refers to entities too often"));
+        || errorText.startsWith(QLatin1String("Xml document type declaration is too large"))
+        || errorText.startsWith(QLatin1String("Xml document refers to entities too often"));
 }
 
 }  // namespace

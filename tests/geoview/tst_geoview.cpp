@@ -15,7 +15,10 @@ class TestBox : public QGVDrawItem
     Q_OBJECT
 
 public:
-    TestBox(const QGV::GeoRect& rect, const QColor& color) : geoRect(rect), color(color) {}
+    TestBox(const QGV::GeoRect& rect, const QColor& color)
+        : geoRect(rect)
+        , color(color)
+    {}
     void onProjection(QGVMap* geoMap) override
     {
         QGVDrawItem::onProjection(geoMap);
@@ -52,7 +55,10 @@ private slots:
     void mouseAndSelection();
 
 private:
-    QPoint viewPos(double lat, double lon) const { return map->mapFromProj(map->getProjection()->geoToProj(QGV::GeoPos(lat, lon))); }
+    QPoint viewPos(double lat, double lon) const
+    {
+        return map->mapFromProj(map->getProjection()->geoToProj(QGV::GeoPos(lat, lon)));
+    }
     void fitTo(const QGV::GeoRect& rect)
     {
         QGVCameraActions actions(map);
@@ -81,7 +87,8 @@ void TestGeoView::projection_data()
     QTest::newRow("60 north") << QGV::GeoPos(60, 30) << QPointF(M_PI / 6, -1.3169578969248166);
     QTest::newRow("60 south, far west") << QGV::GeoPos(-60, -150) << QPointF(-5 * M_PI / 6, 1.3169578969248166);
     QTest::newRow("east of 180") << QGV::GeoPos(0, 190) << QPointF(190 * M_PI / 180, 0);
-    QTest::newRow("pole held at 85") << QGV::GeoPos(90, 0) << QPointF(0, -std::log(std::tan(M_PI / 4 + 85 * M_PI / 360)));
+    QTest::newRow("pole held at 85") << QGV::GeoPos(90, 0)
+                                     << QPointF(0, -std::log(std::tan(M_PI / 4 + 85 * M_PI / 360)));
 }
 
 void TestGeoView::projection()
@@ -97,7 +104,8 @@ void TestGeoView::projection()
     // Fitting shows all of the target, filling one side of the view.
     const double lat = qBound(-60.0, pos.lat(), 60.0);
     fitTo(QGV::GeoRect(lat - 5, pos.lon() - 20, lat + 5, pos.lon() + 20));
-    const QRectF target = map->getProjection()->geoToProj(QGV::GeoRect(lat - 5, pos.lon() - 20, lat + 5, pos.lon() + 20));
+    const QRectF target =
+        map->getProjection()->geoToProj(QGV::GeoRect(lat - 5, pos.lon() - 20, lat + 5, pos.lon() + 20));
     const QRectF shown = map->getCamera().projRect();
     const double tolerance = 1e-6 * target.width();
     QVERIFY(shown.adjusted(-tolerance, -tolerance, tolerance, tolerance).contains(target));
@@ -120,16 +128,28 @@ void TestGeoView::mouseAndSelection()
         QStringList selected;
         for (QGVItem* item : map->getSelections())
             selected << QString::number(item == bottom ? 0 : item == top ? 1 : 2);
-        log << QStringLiteral("%1%2%3 [%4]").arg(bottom->clicks).arg(top->clicks).arg(apart->clicks).arg(selected.join(' '));
+        log << QStringLiteral("%1%2%3 [%4]")
+                   .arg(bottom->clicks)
+                   .arg(top->clicks)
+                   .arg(apart->clicks)
+                   .arg(selected.join(' '));
     };
     // The topmost only; another; Ctrl adds; Ctrl toggles off; a double click clears all.
-    const struct { double lat, lon; Qt::KeyboardModifier modifier; bool twice; } clicks[] = {
-        {0, 0, Qt::NoModifier, false}, {8, 8, Qt::NoModifier, false}, {0, 25, Qt::ControlModifier, false},
-        {8, 8, Qt::ControlModifier, false}, {0, 25, Qt::NoModifier, true}};
+    const struct
+    {
+        double lat, lon;
+        Qt::KeyboardModifier modifier;
+        bool twice;
+    } clicks[] = {{0, 0, Qt::NoModifier, false},
+                  {8, 8, Qt::NoModifier, false},
+                  {0, 25, Qt::ControlModifier, false},
+                  {8, 8, Qt::ControlModifier, false},
+                  {0, 25, Qt::NoModifier, true}};
     for (const auto& click : clicks) {
         const QPoint at = viewPos(click.lat, click.lon);
         if (click.twice)
-            QTest::mouseDClick(viewport, Qt::LeftButton, click.modifier, at), QTest::mouseRelease(viewport, Qt::LeftButton, click.modifier, at);
+            QTest::mouseDClick(viewport, Qt::LeftButton, click.modifier, at),
+                QTest::mouseRelease(viewport, Qt::LeftButton, click.modifier, at);
         else
             QTest::mouseClick(viewport, Qt::LeftButton, click.modifier, at);
         note();

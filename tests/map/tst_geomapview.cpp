@@ -36,8 +36,12 @@ public:
         if (failing == operation)
             throw TSR::CRuntimeError(std::string(operation) + " failed");
     }
-    void ReprojectPoints(const API::Ring& points, int, int, API::Ring& result) override { check("ReprojectPoints"), result = points; }
-    void ReprojectExtent(const API::DatasetMetadata& m, int, int, double& x0, double& y0, double& x1, double& y1) override
+    void ReprojectPoints(const API::Ring& points, int, int, API::Ring& result) override
+    {
+        check("ReprojectPoints"), result = points;
+    }
+    void ReprojectExtent(const API::DatasetMetadata& m, int, int, double& x0, double& y0, double& x1,
+                         double& y1) override
     {
         check("ReprojectExtent");
         std::tie(x0, y0, x1, y1) = std::make_tuple(m.MinX, m.MinY, m.MaxX, m.MaxY);
@@ -48,25 +52,36 @@ public:
         metadata = headers[path.utf8_str()];
         return (epsg = metadata.EPSG) > 0;
     }
-    void ReadFeaturePolygons(const TSR::CString&, const API::ExtractedFeatureClipInfo&, int, std::vector<API::FeaturePolygon>& result) override
+    void ReadFeaturePolygons(const TSR::CString&, const API::ExtractedFeatureClipInfo&, int,
+                             std::vector<API::FeaturePolygon>& result) override
     {
         check("ReadFeaturePolygons"), result = polygons;
     }
-    void ComputeOutputDimensions(const API::DatasetMetadataMap&, double, double, double, double, double, double, std::uint32_t&,
-                                 std::uint32_t&, const API::ProgressCallback&) override {}
+    void ComputeOutputDimensions(const API::DatasetMetadataMap&, double, double, double, double, double, double,
+                                 std::uint32_t&, std::uint32_t&, const API::ProgressCallback&) override
+    {}
     bool CheckOutputSize(std::uint64_t) override { return true; }
-    void ComputeActiveArea(const API::DatasetMetadataMap&, const API::ClipInfoPtr&, double&, std::int32_t&, const API::ProgressCallback&) override {}
-    void ComputeUpdateCoverage(const std::vector<TSR::CString>&, const TSR::CString&, double&, const API::ScanProgressCallback&) override {}
+    void ComputeActiveArea(const API::DatasetMetadataMap&, const API::ClipInfoPtr&, double&, std::int32_t&,
+                           const API::ProgressCallback&) override
+    {}
+    void ComputeUpdateCoverage(const std::vector<TSR::CString>&, const TSR::CString&, double&,
+                               const API::ScanProgressCallback&) override
+    {}
     void FindIntersectingFeatures(const TSR::CString&, const API::DatasetScanResult&, API::ClipInfoList&) override {}
     void CombineClipRegions(const API::ClipInfoMap&, API::ClipInfoPtr&) override {}
-    bool ClipFeatureToExtent(const TSR::CString&, const API::ExtractedFeatureClipInfo&, int, double, double, double, double, double&,
-                             double&, double&, double&) override { return false; }
+    bool ClipFeatureToExtent(const TSR::CString&, const API::ExtractedFeatureClipInfo&, int, double, double, double,
+                             double, double&, double&, double&, double&) override
+    {
+        return false;
+    }
 };
 
 class FakeFactory : public API::CompressionUtilFactory
 {
 public:
-    explicit FakeFactory(std::shared_ptr<FakeUtil> util) : util(std::move(util)) {}
+    explicit FakeFactory(std::shared_ptr<FakeUtil> util)
+        : util(std::move(util))
+    {}
     void GetCompressionUtil(std::shared_ptr<API::ICompressionUtil>& result) override { result = util; }
     std::shared_ptr<FakeUtil> util;
 };
@@ -78,8 +93,11 @@ QStringList describeItems(QGVMap* map, QListWidget* list)
 {
     const auto box = [](const QGV::GeoRect& r) {
         return r.isEmpty() ? QStringLiteral("empty")
-                           : QStringLiteral("%1 %2 %3 %4").arg(r.latTop(), 0, 'f', 2).arg(r.lonLeft(), 0, 'f', 2)
-                                 .arg(r.latBottom(), 0, 'f', 2).arg(r.lonRight(), 0, 'f', 2);
+                           : QStringLiteral("%1 %2 %3 %4")
+                                 .arg(r.latTop(), 0, 'f', 2)
+                                 .arg(r.lonLeft(), 0, 'f', 2)
+                                 .arg(r.latBottom(), 0, 'f', 2)
+                                 .arg(r.lonRight(), 0, 'f', 2);
     };
     QStringList items;
     for (int i = 0; i < map->countItems(); ++i) {
@@ -89,11 +107,16 @@ QStringList describeItems(QGVMap* map, QListWidget* list)
                 low = point.lat() + point.lon() < low.lat() + low.lon() ? point : low;
                 high = point.lat() + point.lon() > high.lat() + high.lon() ? point : high;
             }
-            items << QStringLiteral("P%1 %2 %3 %4 %5").arg(polygon->getHoles().size()).arg(low.lat(), 0, 'f', 2)
-                         .arg(low.lon(), 0, 'f', 2).arg(high.lat(), 0, 'f', 2).arg(high.lon(), 0, 'f', 2);
+            items << QStringLiteral("P%1 %2 %3 %4 %5")
+                         .arg(polygon->getHoles().size())
+                         .arg(low.lat(), 0, 'f', 2)
+                         .arg(low.lon(), 0, 'f', 2)
+                         .arg(high.lat(), 0, 'f', 2)
+                         .arg(high.lon(), 0, 'f', 2);
         } else if (auto* rectangle = qobject_cast<Tessara::GeoMap::GeoViewRectangle*>(map->getItem(i))) {
             const int row = list->row(rectangle->boundItem());
-            items << (rectangle->isExtent() ? QStringLiteral("E ") : QStringLiteral("D%1 ").arg(row < 0 ? "-" : QString::number(row)))
+            items << (rectangle->isExtent() ? QStringLiteral("E ")
+                                            : QStringLiteral("D%1 ").arg(row < 0 ? "-" : QString::number(row)))
                     + box(rectangle->getRect());
         }
     }
@@ -168,7 +191,8 @@ void TestGeoMapView::addDataset(const QRectF& box, int epsg, const QString& over
     const QString path = QStringLiteral("/data/tile%1.tif").arg(list->count());
     list->addItem(path);
     API::DatasetMetadata& m = scan.Datasets[TSR::CString(path.toStdWString())];
-    std::tie(m.MinX, m.MinY, m.MaxX, m.MaxY, m.EPSG) = std::make_tuple(box.left(), box.top(), box.right(), box.bottom(), epsg);
+    std::tie(m.MinX, m.MinY, m.MaxX, m.MaxY, m.EPSG) =
+        std::make_tuple(box.left(), box.top(), box.right(), box.bottom(), epsg);
     m.EPSGOverride = TSR::CString(override.toStdWString());
 }
 
@@ -193,27 +217,50 @@ void TestGeoMapView::rebuilds_data()
     QTest::addColumn<bool>("complete");  // what the last rebuild returned
     const QString d0 = "D0 10.00 0.00 0.00 10.00", d1 = "D1 10.00 10.00 0.00 20.00", d2 = "D2 10.00 20.00 0.00 30.00";
     const QStringList placeholders{"D0 empty", "D1 empty", "D2 empty"};
-    QTest::newRow("batch") << "batch" << "" << placeholders << batchText << true;
-    QTest::newRow("mosaic") << "all" << "" << QStringList{"E 10.00 0.00 0.00 30.00", d0, d1, d2} << "" << true;
+    QTest::newRow("batch") << "batch"
+                           << "" << placeholders << batchText << true;
+    QTest::newRow("mosaic") << "all"
+                            << "" << QStringList{"E 10.00 0.00 0.00 30.00", d0, d1, d2} << "" << true;
     QTest::newRow("mosaic with polygons")
-        << "all polygons" << "" << QStringList{"E 10.00 0.00 0.00 30.00", "P1 0.00 0.00 5.00 5.00", "P0 80.00 0.00 85.60 5.00", d0, d1, d2} << "" << true;
-    QTest::newRow("update file") << "all update" << ""
-                                 << QStringList{"E 10.00 0.00 0.00 30.00", "E 20.00 -5.00 -5.00 40.00", d0, d1, d2} << "" << true;
+        << "all polygons"
+        << ""
+        << QStringList{"E 10.00 0.00 0.00 30.00", "P1 0.00 0.00 5.00 5.00", "P0 80.00 0.00 85.60 5.00", d0, d1, d2}
+        << "" << true;
+    QTest::newRow("update file") << "all update"
+                                 << ""
+                                 << QStringList{"E 10.00 0.00 0.00 30.00", "E 20.00 -5.00 -5.00 40.00", d0, d1, d2}
+                                 << "" << true;
     QTest::newRow("row removed behind polygons")
-        << "all polygons remove" << "" << QStringList{"E 10.00 0.00 0.00 30.00", "P1 0.00 0.00 5.00 5.00", "P0 80.00 0.00 85.60 5.00", d0, "D1 10.00 20.00 0.00 30.00"} << "" << true;
-    QTest::newRow("back from batch") << "batch switch" << "" << QStringList{"E 10.00 0.00 0.00 30.00", d0, d1, d2} << "" << true;
-    QTest::newRow("unknown EPSG of the list") << "all refresh-1" << "" << placeholders << epsgText << true;
-    QTest::newRow("a dataset without EPSG") << "no-epsg batch switch" << "" << placeholders << epsgText << true;
+        << "all polygons remove"
+        << ""
+        << QStringList{"E 10.00 0.00 0.00 30.00", "P1 0.00 0.00 5.00 5.00", "P0 80.00 0.00 85.60 5.00", d0,
+                       "D1 10.00 20.00 0.00 30.00"}
+        << "" << true;
+    QTest::newRow("back from batch") << "batch switch"
+                                     << "" << QStringList{"E 10.00 0.00 0.00 30.00", d0, d1, d2} << "" << true;
+    QTest::newRow("unknown EPSG of the list") << "all refresh-1"
+                                              << "" << placeholders << epsgText << true;
+    QTest::newRow("a dataset without EPSG") << "no-epsg batch switch"
+                                            << "" << placeholders << epsgText << true;
     QTest::newRow("pole and antimeridian")
-        << "arctic" << "" << QStringList{"E 85.06 170.00 80.00 190.00", "P0 80.00 170.00 85.60 190.00", "D0 85.06 170.00 80.00 190.00"} << "" << true;
+        << "arctic"
+        << ""
+        << QStringList{"E 85.06 170.00 80.00 190.00", "P0 80.00 170.00 85.60 190.00", "D0 85.06 170.00 80.00 190.00"}
+        << "" << true;
     // The library fails in the middle of a rebuild.
-    QTest::newRow("refresh meets an error") << "batch switch" << "ReprojectExtent" << placeholders << epsgText << true;
-    QTest::newRow("polygons unreadable") << "all polygons" << "ReadFeaturePolygons"
-                                         << QStringList{"E 10.00 0.00 0.00 30.00", d0, d1, d2} << "" << false;
-    QTest::newRow("update file unreadable") << "all update" << "ReadDatasetMetadata"
-                                            << QStringList{"E 10.00 0.00 0.00 30.00", "E 0.00 0.00 0.00 0.00", d0, d1, d2} << "" << true;
+    QTest::newRow("refresh meets an error") << "batch switch"
+                                            << "ReprojectExtent" << placeholders << epsgText << true;
+    QTest::newRow("polygons unreadable") << "all polygons"
+                                         << "ReadFeaturePolygons" << QStringList{"E 10.00 0.00 0.00 30.00", d0, d1, d2}
+                                         << "" << false;
+    QTest::newRow("update file unreadable")
+        << "all update"
+        << "ReadDatasetMetadata" << QStringList{"E 10.00 0.00 0.00 30.00", "E 0.00 0.00 0.00 0.00", d0, d1, d2} << ""
+        << true;
     QTest::newRow("update rebuild meets an error")
-        << "all update" << "ReprojectExtent" << QStringList{"E 10.00 0.00 0.00 30.00", "E 0.00 0.00 0.00 0.00"} + placeholders << epsgText << false;
+        << "all update"
+        << "ReprojectExtent" << QStringList{"E 10.00 0.00 0.00 30.00", "E 0.00 0.00 0.00 0.00"} + placeholders
+        << epsgText << false;
 }
 
 void TestGeoMapView::rebuilds()
@@ -242,7 +289,8 @@ void TestGeoMapView::rebuilds()
         else if (action == "switch" || action == "refresh-1")
             view->refreshDatasets(true, true, action == "switch" ? 4326 : -1, list, scan);
         else if (action == "polygons" || action == "arctic")
-            placed = view->showPolygons("/data/clip.shp", {std::make_shared<API::ExtractedFeatureClipInfo>()}, true, 4326, list, scan);
+            placed = view->showPolygons("/data/clip.shp", {std::make_shared<API::ExtractedFeatureClipInfo>()}, true,
+                                        4326, list, scan);
         else if (action == "update")
             placed = view->showUpdateFile("/data/old.wvc", true, list, scan);
         else if (action == "remove") {
@@ -272,7 +320,8 @@ void TestGeoMapView::refreshKeepsTheUsersView()
     const QRectF userView = map->getCamera().projRect();
     // The extent shrinks to what is left, and the view the user zoomed to stays.
     view->refreshDatasets(false, true, 4326, list, scan);
-    QCOMPARE(describeItems(map, list), QStringList({"E 10.00 0.00 0.00 20.00", "D0 10.00 0.00 0.00 10.00", "D1 10.00 10.00 0.00 20.00"}));
+    QCOMPARE(describeItems(map, list),
+             QStringList({"E 10.00 0.00 0.00 20.00", "D0 10.00 0.00 0.00 10.00", "D1 10.00 10.00 0.00 20.00"}));
     QVERIFY(qAbs(map->getCamera().projRect().center().x() - userView.center().x()) < 1e-3 * userView.width());
     QVERIFY(qAbs(map->getCamera().projRect().width() - userView.width()) < 1e-3 * userView.width());
 }
@@ -313,8 +362,9 @@ void TestGeoMapView::placesRealData()
     QVERIFY(fixtures::makeTile(file("utm height.tif"), {"EPSG:32633+5773"}, 520000, 5000000, 200, 100, 100));
     QVERIFY(fixtures::makeTile(file("utm feet.tif"), {"EPSG:32633", "US survey foot", 0.304800609601219}, 1640000,
                                16400000, 600, 100, 100));
-    QVERIFY(fixtures::makeShapefile(file("clip.shp"), 4326, 32633, {},
-                                    {{"POLYGON((505000 4985000,515000 4985000,515000 4995000,505000 4995000,505000 4985000))", {}}}));
+    QVERIFY(fixtures::makeShapefile(
+        file("clip.shp"), 4326, 32633, {},
+        {{"POLYGON((505000 4985000,515000 4985000,515000 4995000,505000 4995000,505000 4985000))", {}}}));
     writeFile(file("old.wvc"), "WVC\x01 wavelet stream");
     QVERIFY(fixtures::makeTile(file("pacific.tif"), {"EPSG:32660"}, 500000, 5700000, 1000, 300, 200));
     GeoMapView::factoryMaker = [] { return std::make_shared<API::CompressionUtilFactory>(); };
@@ -364,7 +414,8 @@ void TestGeoMapView::placesRealData()
     view->hasExtentItem = false;
     add("pacific.tif");
     QVERIFY(view->addAllDatasets(true, list, scan));
-    check({"E 51.45 177.00 49.58 181.31", "D0 51.45 177.00 49.58 181.31"}, "Not supported without a proper recognised EPSG Code.", 1);
+    check({"E 51.45 177.00 49.58 181.31", "D0 51.45 177.00 49.58 181.31"},
+          "Not supported without a proper recognised EPSG Code.", 1);
     const QRectF shown = map->getCamera().projRect();
     QVERIFY(shown.width() < map->getProjection()->boundaryProjRect().width() / 10);
     QVERIFY(shown.contains(map->getProjection()->geoToProj(QGV::GeoPos(50, 180))));

@@ -65,9 +65,9 @@ QString unescape(const QString& text)
         }
         const QChar next = text[++i];
         result += next == QLatin1Char('n') ? QLatin1Char('\n')
-                  : next == QLatin1Char('r') ? QLatin1Char('\r')
-                  : next == QLatin1Char('t') ? QLatin1Char('\t')
-                                             : next;
+            : next == QLatin1Char('r')     ? QLatin1Char('\r')
+            : next == QLatin1Char('t')     ? QLatin1Char('\t')
+                                           : next;
     }
     return result;
 }

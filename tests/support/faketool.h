@@ -24,7 +24,8 @@ public:
     QString install(const QString& name);
     void setScript(const QString& name, const QStringList& lines);
 
-    struct Invocation {
+    struct Invocation
+    {
         QStringList arguments;
         QString workingDirectory;
         QProcessEnvironment environment;

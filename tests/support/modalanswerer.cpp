@@ -127,7 +127,8 @@ void ModalAnswerer::answer(QPointer<QWidget> window)
             for (const QString& file : next.files)
                 quoted.append(QLatin1Char('"') + QFileInfo(file).fileName() + QLatin1Char('"'));
             if (auto* edit = fileDialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit")))
-                edit->setText(next.files.size() == 1 ? QFileInfo(next.files.first()).fileName() : quoted.join(QLatin1Char(' ')));
+                edit->setText(next.files.size() == 1 ? QFileInfo(next.files.first()).fileName()
+                                                     : quoted.join(QLatin1Char(' ')));
             QMetaObject::invokeMethod(fileDialog, "accept");
             return;
         }
@@ -145,7 +146,8 @@ void ModalAnswerer::answer(QPointer<QWidget> window)
         }
         break;
     }
-    surprises.append(QStringLiteral("cannot answer %1 \"%2\" %3 as scripted").arg(record.className, record.title, record.text));
+    surprises.append(
+        QStringLiteral("cannot answer %1 \"%2\" %3 as scripted").arg(record.className, record.title, record.text));
     if (dialog)
         dialog->reject();
     else

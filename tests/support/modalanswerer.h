@@ -8,7 +8,8 @@
 #include <QStringList>
 
 // What a modal box or dialog showed.
-struct ModalRecord {
+struct ModalRecord
+{
     QString className;
     QString title;
     QString text;
@@ -24,7 +25,8 @@ class ModalAnswerer : public QObject
     Q_OBJECT
 
 public:
-    struct Answer {
+    struct Answer
+    {
         enum Kind { Button, ButtonText, Files, Accept, Reject } kind = Accept;
         QMessageBox::StandardButton button = QMessageBox::NoButton;
         QString buttonText;

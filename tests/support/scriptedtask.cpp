@@ -7,8 +7,7 @@ ScriptedTask::ScriptedTask(const QString& tool, const QString& output, QObject* 
     , input(QStringLiteral("/data/input-") + tool + QStringLiteral(".tif"))
     , output(output)
     , tool(tool)
-{
-}
+{}
 
 void ScriptedTask::setId(quint32 id)
 {

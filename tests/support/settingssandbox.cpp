@@ -5,7 +5,7 @@
 namespace {
 // The sandbox in force; one that is replaced before it is destroyed must not undo its successor.
 const SettingsSandbox* current = nullptr;
-}
+}  // namespace
 
 SettingsSandbox::SettingsSandbox()
 {

@@ -9,20 +9,27 @@
 class SignalTrace : public QObject
 {
 public:
-    template <class Task>
-    explicit SignalTrace(Task* task, bool withProgress = true)
+    template <class Task> explicit SignalTrace(Task* task, bool withProgress = true)
     {
-        const auto add = [this](const QString& line) { QMutexLocker lock(&mutex); recorded.append(line); };
-        const auto named = [add](const char* name) { return [add, name](quint32 id) { add(name + QString::number(id)); }; };
+        const auto add = [this](const QString& line) {
+            QMutexLocker lock(&mutex);
+            recorded.append(line);
+        };
+        const auto named = [add](const char* name) {
+            return [add, name](quint32 id) { add(name + QString::number(id)); };
+        };
         connect(task, &Task::started, this, named("started "), Qt::DirectConnection);
         connect(task, &Task::failedtostart, this, named("failedtostart "), Qt::DirectConnection);
         connect(task, &Task::finished, this, named("finished "), Qt::DirectConnection);
-        connect(task, &Task::failed, this, [add](quint32 id, int code) { add(QStringLiteral("failed %1 %2").arg(id).arg(code)); },
-                Qt::DirectConnection);
+        connect(
+            task, &Task::failed, this,
+            [add](quint32 id, int code) { add(QStringLiteral("failed %1 %2").arg(id).arg(code)); },
+            Qt::DirectConnection);
         if (withProgress)
-            connect(task, &Task::progress, this,
-                    [add](quint32, const QString& text, quint8 value) { add(QString::number(value) + ' ' + text); },
-                    Qt::DirectConnection);
+            connect(
+                task, &Task::progress, this,
+                [add](quint32, const QString& text, quint8 value) { add(QString::number(value) + ' ' + text); },
+                Qt::DirectConnection);
     }
 
     QString text() const

@@ -45,30 +45,36 @@ private slots:
 
 void TestTasks::run_data()
 {
-    // Empty: the tool is missing. "abort": the job is aborted while queued, then reset and run. A child told what to do on
-    // an interrupt is aborted once it is ready.
+    // Empty: the tool is missing. "abort": the job is aborted while queued, then reset and run. A child told what to do
+    // on an interrupt is aborted once it is ready.
     QTest::addColumn<QStringList>("script");
-    QTest::addColumn<QByteArray>("output");   // what reached the job from standard output
-    QTest::addColumn<int>("state");           // 2 Succeeded, 3 Warning, 4 Failed
+    QTest::addColumn<QByteArray>("output");  // what reached the job from standard output
+    QTest::addColumn<int>("state");  // 2 Succeeded, 3 Warning, 4 Failed
     QTest::addColumn<QString>("sent");
 
-    const QByteArray flood = QByteArray("flooding the standard output with a line of no meaning at all\n").repeated(4000);
+    const QByteArray flood =
+        QByteArray("flooding the standard output with a line of no meaning at all\n").repeated(4000);
     // More than a pipe holds, and a last chunk written just before the exit.
     QTest::newRow("exit 0") << QStringList{"out first\\r\\n", "flood 200000", "out last\\n"}
-                            << "first\r\n" + flood.left(200000) + "last\n" << 2 << "started 7; finished 7";
-    QTest::newRow("exit 1") << QStringList{"out a\\n", "exit 1"} << QByteArray("a\n") << 4 << "started 7; failed 7 1; finished 7";
-    QTest::newRow("crash") << QStringList{"out a\\n", "crash"} << QByteArray("a\n") << 4 << "started 7; failed 7 11; finished 7";
-    QTest::newRow("warning kept on 0") << QStringList{"out WARN\\n"} << QByteArray("WARN\n") << 3 << "started 7; finished 7";
+                            << "first\r\n" + flood.left(200000) + "last\n"
+                            << 2 << "started 7; finished 7";
+    QTest::newRow("exit 1") << QStringList{"out a\\n", "exit 1"} << QByteArray("a\n") << 4
+                            << "started 7; failed 7 1; finished 7";
+    QTest::newRow("crash") << QStringList{"out a\\n", "crash"} << QByteArray("a\n") << 4
+                           << "started 7; failed 7 11; finished 7";
+    QTest::newRow("warning kept on 0") << QStringList{"out WARN\\n"} << QByteArray("WARN\n") << 3
+                                       << "started 7; finished 7";
     QTest::newRow("warning lost on 3") << QStringList{"out WARN\\n", "exit 3"} << QByteArray("WARN\n") << 4
                                        << "started 7; failed 7 3; finished 7";
     QTest::newRow("failed by output, 0") << QStringList{"out FAIL\\n"} << QByteArray("FAIL\n") << 4
                                          << "started 7; failed 7 0; finished 7";
-    QTest::newRow("aborted while queued") << QStringList{"abort", "out a\\n"} << QByteArray("a\n") << 2 << "started 7; finished 7";
+    QTest::newRow("aborted while queued")
+        << QStringList{"abort", "out a\\n"} << QByteArray("a\n") << 2 << "started 7; finished 7";
     const QStringList ready{"out ready\\n", "sleep 8000", "out late\\n"};  // late: well after the grace period
-    QTest::newRow("ends with 0 on the interrupt") << QStringList{"sigint exit 0"} + ready << QByteArray("ready\n") << 4
-                                                  << "started 7; failed 7 0; finished 7";
-    QTest::newRow("ignores the interrupt, killed") << QStringList{"sigint ignore"} + ready << QByteArray("ready\n") << 4
-                                                   << "started 7; failed 7 9; finished 7";
+    QTest::newRow("ends with 0 on the interrupt")
+        << QStringList{"sigint exit 0"} + ready << QByteArray("ready\n") << 4 << "started 7; failed 7 0; finished 7";
+    QTest::newRow("ignores the interrupt, killed")
+        << QStringList{"sigint ignore"} + ready << QByteArray("ready\n") << 4 << "started 7; failed 7 9; finished 7";
     QTest::newRow("missing tool") << QStringList() << QByteArray() << 4 << "started 7; failedtostart 7; finished 7";
 }
 
@@ -79,7 +85,8 @@ void TestTasks::run()
     QFETCH(int, state);
     QFETCH(QString, sent);
     const bool abortQueued = script.removeOne(QStringLiteral("abort"));
-    RunnableTaskBase::abortGracePeriodMs = script.contains("sigint ignore") ? 300 : RunnableTaskBase::DefaultAbortGracePeriodMs;
+    RunnableTaskBase::abortGracePeriodMs =
+        script.contains("sigint ignore") ? 300 : RunnableTaskBase::DefaultAbortGracePeriodMs;
     FakeTool tool;
     const QString name = QStringLiteral("ImageCompressor");
     if (!script.isEmpty()) {
@@ -115,7 +122,8 @@ void TestTasks::run()
     QCOMPARE(calls.size(), script.isEmpty() ? 0 : 1);
     QCOMPARE(calls.value(0).arguments, script.isEmpty() ? QStringList() : task.toolArguments);
     const QProcessEnvironment environment = calls.value(0).environment;
-    QCOMPARE(environment.value("KP_SCRIPTED_TASK") + environment.value("PATH"), script.isEmpty() ? "" : name + qgetenv("PATH"));
+    QCOMPARE(environment.value("KP_SCRIPTED_TASK") + environment.value("PATH"),
+             script.isEmpty() ? "" : name + qgetenv("PATH"));
 }
 
 void TestTasks::checksum_data()
@@ -132,23 +140,27 @@ void TestTasks::checksum_data()
     const int md5 = QCryptographicHash::Md5;
     QTest::newRow("empty") << in << 0 << 16384u << md5 << out << hashing({}) + done;
     QTest::newRow("several buffers") << in << 49157 << 16384u << md5 << out << hashing({33, 66, 99, 100}) + done;
-    QTest::newRow("buffer size 0 is the default") << in << 49157 << 0u << md5 << out << hashing({33, 66, 99, 100}) + done;
+    QTest::newRow("buffer size 0 is the default")
+        << in << 49157 << 0u << md5 << out << hashing({33, 66, 99, 100}) + done;
     QTest::newRow("buffer size beyond an int") << in << 100 << 0xffffffffu << md5 << out << hashing({100}) + done;
-    QTest::newRow("buffers across a megabyte") << in << 1058576 << 300000u << md5 << out << hashing({28, 56, 85, 99, 100}) + done;
+    QTest::newRow("buffers across a megabyte")
+        << in << 1058576 << 300000u << md5 << out << hashing({28, 56, 85, 99, 100}) + done;
     const QMetaEnum algorithms = QMetaEnum::fromType<QCryptographicHash::Algorithm>();
     for (int i = 0; i < algorithms.keyCount(); ++i)
         QTest::newRow(algorithms.key(i)) << in << 100000 << 16384u << algorithms.value(i) << "a.sum"
                                          << hashing({16, 32, 49, 65, 81, 98, 100}) + done;
     for (const QString name : {"vanished.wvc", "folder.wvc"})
         QTest::newRow(qPrintable(name)) << name << 10 << 16384u << md5 << out
-                                        << "started 3; 0 Could not open file '" + name + "'.; failedtostart 3; finished 3";
+                                        << "started 3; 0 Could not open file '" + name
+                + "'.; failedtostart 3; finished 3";
     // The loop looks at the abort mark before every read.
     QTest::newRow("aborted at the first message") << in << 49157 << 16384u << md5 << "abort"
-                                                  << hashing({}) + "; 100 Checksum calculation aborted for file 'tile 01.wvc'.; "
-                                                                   "failed 3 1; finished 3";
-    QTest::newRow("output cannot be written")
-        << in << 5 << 16384u << md5 << "no such folder/b.md5"
-        << hashing({100}) + "; 100 Could not open checksum file for write '<dir>/no such folder/b.md5'.; failed 3 1; finished 3";
+                                                  << hashing({})
+            + "; 100 Checksum calculation aborted for file 'tile 01.wvc'.; "
+              "failed 3 1; finished 3";
+    QTest::newRow("output cannot be written") << in << 5 << 16384u << md5 << "no such folder/b.md5"
+                                              << hashing({100})
+            + "; 100 Could not open checksum file for write '<dir>/no such folder/b.md5'.; failed 3 1; finished 3";
 }
 
 void TestTasks::checksum()
@@ -162,7 +174,8 @@ void TestTasks::checksum()
     QTemporaryDir dir;
     writeFile(dir.filePath(QStringLiteral("tile 01.wvc")), patterned(size));
     QDir(dir.path()).mkdir(QStringLiteral("folder.wvc"));
-    const QString outputPath = dir.filePath(output == QLatin1String("abort") ? QStringLiteral("tile 01.wvc.md5") : output);
+    const QString outputPath =
+        dir.filePath(output == QLatin1String("abort") ? QStringLiteral("tile 01.wvc.md5") : output);
     // An older, longer checksum file, where there can be one.
     const QByteArray old = QFileInfo(QFileInfo(outputPath).path()).isDir() ? QByteArray(200, 'z') : QByteArray();
     if (!old.isEmpty())
@@ -182,22 +195,28 @@ void TestTasks::checksum()
     QCOMPARE(trace.text(), sent.replace(QStringLiteral("<dir>"), dir.path()));
     const bool written = sent.endsWith(QLatin1String("checksum; finished 3; finished 3"));
     QCOMPARE(task.state(), int(written ? TaskState::Succeeded : TaskState::Failed));
-    const QByteArray digest = QCryptographicHash::hash(patterned(size), QCryptographicHash::Algorithm(algorithm)).toHex().toUpper();
+    const QByteArray digest =
+        QCryptographicHash::hash(patterned(size), QCryptographicHash::Algorithm(algorithm)).toHex().toUpper();
     QCOMPARE(readFile(outputPath), written ? digest + " *tile 01.wvc" : old);
 }
 
 void TestTasks::openFile_data()
 {
     QTest::addColumn<QString>("name");  // null and empty stand for themselves; a checksum goes through Open Checksum
-    QTest::addColumn<QString>("box");   // "title: text", %1 the path; empty when the desktop opens the file
+    QTest::addColumn<QString>("box");  // "title: text", %1 the path; empty when the desktop opens the file
 
     QTest::newRow("null") << QString() << "Information: No file was produced by this task.";
     QTest::newRow("empty goes to the desktop") << QString("") << "Error: File \"\" does not exist.";
-    QTest::newRow("missing") << "gone.wvc" << "Error: File \"%1\" does not exist.";
-    QTest::newRow("existing") << "out.wvc" << "Error: Could not open file \"%1\". Install an application to handle this file type.";
-    QTest::newRow("opened by the desktop") << "gone.wvc" << "";
-    QTest::newRow("checksum, no application") << "out.wvc.md5" << "Error: Could not find default application to compare md5 checksums.";
-    QTest::newRow("checksum opened by the desktop") << "out.wvc.md5" << "";
+    QTest::newRow("missing") << "gone.wvc"
+                             << "Error: File \"%1\" does not exist.";
+    QTest::newRow("existing") << "out.wvc"
+                              << "Error: Could not open file \"%1\". Install an application to handle this file type.";
+    QTest::newRow("opened by the desktop") << "gone.wvc"
+                                           << "";
+    QTest::newRow("checksum, no application") << "out.wvc.md5"
+                                              << "Error: Could not find default application to compare md5 checksums.";
+    QTest::newRow("checksum opened by the desktop") << "out.wvc.md5"
+                                                    << "";
 }
 
 void TestTasks::openFile()

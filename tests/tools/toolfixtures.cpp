@@ -43,7 +43,8 @@ void writeRaster(const QString& path, int width, int height, int bands, double l
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x)
                 row[size_t(x)] = value(band, x, y);
-            QCOMPARE(raster->GetRasterBand(band)->RasterIO(GF_Write, 0, y, width, 1, row.data(), width, 1, GDT_Float64, 0, 0, nullptr),
+            QCOMPARE(raster->GetRasterBand(band)->RasterIO(GF_Write, 0, y, width, 1, row.data(), width, 1, GDT_Float64,
+                                                           0, 0, nullptr),
                      CE_None);
         }
 }
@@ -51,7 +52,8 @@ void writeRaster(const QString& path, int width, int height, int bands, double l
 void writeJpeg2000(const QString& path, int size, int tile)
 {
     const QString source = path + QStringLiteral(".tif");
-    writeRaster(source, size, size, 3, 500000.0, 4000000.0, 1.0, [](int band, int x, int y) { return (x * band + y * 3) % 256; });
+    writeRaster(source, size, size, 3, 500000.0, 4000000.0, 1.0,
+                [](int band, int x, int y) { return (x * band + y * 3) % 256; });
     GDALDatasetUniquePtr input(GDALDataset::Open(source.toUtf8().constData(), GDAL_OF_RASTER));
     const QByteArray tileSize = QByteArray::number(tile);
     CPLStringList list;
@@ -59,7 +61,8 @@ void writeJpeg2000(const QString& path, int size, int tile)
     list.SetNameValue("BLOCKXSIZE", tileSize.constData());
     list.SetNameValue("BLOCKYSIZE", tileSize.constData());
     GDALDriver* driver = GetGDALDriverManager()->GetDriverByName("JP2OpenJPEG");
-    GDALDatasetUniquePtr output(driver->CreateCopy(path.toUtf8().constData(), input.get(), FALSE, list.List(), nullptr, nullptr));
+    GDALDatasetUniquePtr output(
+        driver->CreateCopy(path.toUtf8().constData(), input.get(), FALSE, list.List(), nullptr, nullptr));
     QVERIFY2(output, qPrintable(path));
 }
 
@@ -94,7 +97,8 @@ QVector<int> readBand(const QString& path, int band)
     const int width = raster->GetRasterXSize();
     const int height = raster->GetRasterYSize();
     QVector<int> cells(width * height);
-    if (raster->GetRasterBand(band)->RasterIO(GF_Read, 0, 0, width, height, cells.data(), width, height, GDT_Int32, 0, 0, nullptr)
+    if (raster->GetRasterBand(band)->RasterIO(GF_Read, 0, 0, width, height, cells.data(), width, height, GDT_Int32, 0,
+                                              0, nullptr)
         != CE_None)
         return {};
     return cells;
@@ -115,7 +119,8 @@ QString describe(const QString& path)
         .arg(transform[0], 0, 'f', 1)
         .arg(transform[3], 0, 'f', 1)
         .arg(transform[1], 0, 'g', 6)
-        .arg(QLatin1String(reference && reference->GetAuthorityCode(nullptr) ? reference->GetAuthorityCode(nullptr) : "none"));
+        .arg(QLatin1String(reference && reference->GetAuthorityCode(nullptr) ? reference->GetAuthorityCode(nullptr)
+                                                                             : "none"));
 }
 
 CompressionTask* wizardJob(const QStringList& files, const QString& output)

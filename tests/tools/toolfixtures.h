@@ -34,12 +34,14 @@ QString describe(const QString& path);
 // tile method, opacity none, background from the minimum, both georeferencing boxes.
 CompressionTask* wizardJob(const QStringList& files, const QString& output);
 
-struct ToolRun {
+struct ToolRun
+{
     int exitCode = -1;
     QByteArray out;
     QByteArray err;
 };
 // Runs a built tool to its end.
-ToolRun runTool(const QString& name, const QStringList& arguments, const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
+ToolRun runTool(const QString& name, const QStringList& arguments,
+                const QProcessEnvironment& environment = QProcessEnvironment::systemEnvironment());
 
 }  // namespace ToolFixtures

@@ -19,8 +19,10 @@ class ShortBenchmark : public DiskSpeedTask
 public:
     QStringList arguments() override
     {
-        return {QStringLiteral("-d2"), QStringLiteral("-r4b"), QStringLiteral("-t4"), QStringLiteral("-L"), QStringLiteral("-b4k"),
-                QStringLiteral("-c16M"), QStringLiteral("-Suw"), inputFilename() + QStringLiteral("kartopress_diskspd.dat")};
+        return {QStringLiteral("-d2"),  QStringLiteral("-r4b"),
+                QStringLiteral("-t4"),  QStringLiteral("-L"),
+                QStringLiteral("-b4k"), QStringLiteral("-c16M"),
+                QStringLiteral("-Suw"), inputFilename() + QStringLiteral("kartopress_diskspd.dat")};
     }
 };
 
@@ -28,9 +30,12 @@ public:
 QStringList totalRow(const QString& report, const QString& title)
 {
     const int table = report.indexOf(QLatin1Char('\n') + title + QLatin1Char('\n'));
-    const QRegularExpressionMatch row = QRegularExpression(QStringLiteral("^total:(.*)$"), QRegularExpression::MultilineOption)
-                                            .match(report, std::max(0, table));
-    return table < 0 || !row.hasMatch() ? QStringList() : row.captured(1).remove(QLatin1Char('|')).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    const QRegularExpressionMatch row =
+        QRegularExpression(QStringLiteral("^total:(.*)$"), QRegularExpression::MultilineOption)
+            .match(report, std::max(0, table));
+    return table < 0 || !row.hasMatch()
+        ? QStringList()
+        : row.captured(1).remove(QLatin1Char('|')).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
 }  // namespace
@@ -65,21 +70,29 @@ void TestCheckTools::checker_data()
     QTest::addColumn<QStringList>("log");
 
     // 512 x 512 cells in four 256 x 256 tiles, so four blocks per band.
-    const QStringList head{"INPUTS: @", "INFO: Format: JPEG-2000 driver based on OpenJPEG library (JP2OpenJPEG)",
-                           "INFO: Size: 512 x 512 cells, 3 band(s) of Byte", "INFO: Blocks: 256 x 256 cells, 4 per band, 12 in all",
-                           "INFO: Threads: 1", "STATUS: 0 % done", "STATUS: 25 % done", "STATUS: 50 % done", "STATUS: 75 % done"};
+    const QStringList head{"INPUTS: @",
+                           "INFO: Format: JPEG-2000 driver based on OpenJPEG library (JP2OpenJPEG)",
+                           "INFO: Size: 512 x 512 cells, 3 band(s) of Byte",
+                           "INFO: Blocks: 256 x 256 cells, 4 per band, 12 in all",
+                           "INFO: Threads: 1",
+                           "STATUS: 0 % done",
+                           "STATUS: 25 % done",
+                           "STATUS: 50 % done",
+                           "STATUS: 75 % done"};
     QTest::newRow("intact") << "intact.jp2" << false << int(TaskState::Succeeded)
                             << head + QStringList{"STATUS: 100 % done", "INFO: 12 block(s) decoded, 0 failed"};
     // The cut takes the end of the last tile in the codestream.
     QTest::newRow("truncated") << "truncated.jp2" << false << int(TaskState::Failed)
-                               << head + QStringList{"ERROR: band 1 block 1,1: …", "ERROR: band 2 block 1,1: …",
-                                                     "ERROR: band 3 block 1,1: …", "STATUS: 100 % done",
-                                                     "INFO: 12 block(s) decoded, 3 failed"};
+                               << head
+            + QStringList{"ERROR: band 1 block 1,1: …", "ERROR: band 2 block 1,1: …", "ERROR: band 3 block 1,1: …",
+                          "STATUS: 100 % done", "INFO: 12 block(s) decoded, 3 failed"};
     QTest::newRow("WVC") << "city.wvc" << false << int(TaskState::Failed)
-                         << QStringList{"INPUTS: @", "ERROR: @: a WVC file needs the WVC decoder, which this build does not have"};
+                         << QStringList{"INPUTS: @",
+                                        "ERROR: @: a WVC file needs the WVC decoder, which this build does not have"};
     QTest::newRow("clean") << "intact.jp2" << true << int(TaskState::Failed)
-                           << QStringList{"ERROR: -clean= is refused: this checker only validates, and repairing a file needs "
-                                          "the WVC tools"};
+                           << QStringList{
+                                  "ERROR: -clean= is refused: this checker only validates, and repairing a file needs "
+                                  "the WVC tools"};
 }
 
 void TestCheckTools::checker()
@@ -103,10 +116,12 @@ void TestCheckTools::checker()
     task.run();
 
     QCOMPARE(task.state(), state);
-    QStringList lines = QString::fromUtf8(readFile(path + QStringLiteral("-checker.log"))).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QStringList lines =
+        QString::fromUtf8(readFile(path + QStringLiteral("-checker.log"))).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     // The decoder's own words for a damaged tile differ between versions; where they stand does not.
     for (QString& line : lines)
-        line.replace(QRegularExpression(QStringLiteral("^(ERROR: band \\d+ block \\d+,\\d+: ).+$")), QStringLiteral("\\1…"));
+        line.replace(QRegularExpression(QStringLiteral("^(ERROR: band \\d+ block \\d+,\\d+: ).+$")),
+                     QStringLiteral("\\1…"));
     for (QString& line : log)
         line.replace(QLatin1Char('@'), path);
     QCOMPARE(lines, log);
@@ -118,11 +133,13 @@ void TestCheckTools::benchmark()
     task.setInputFileName(dir.path() + QLatin1Char('/'));
     task.run();
 
-    QVERIFY2(task.state() == TaskState::Succeeded || task.state() == TaskState::Warning, qPrintable(task.outputFilename()));
+    QVERIFY2(task.state() == TaskState::Succeeded || task.state() == TaskState::Warning,
+             qPrintable(task.outputFilename()));
     const QString report = QString::fromUtf8(readFile(task.logFilename()));
     const QStringList total = totalRow(report, QStringLiteral("Total IO"));
     QCOMPARE(total.size(), 6);
-    QCOMPARE(task.outputFilename(), QStringLiteral("IOPS: %1, Throughput: %2 MiB/sec, Latency: %3ms").arg(total[3], total[2], total[4]));
+    QCOMPARE(task.outputFilename(),
+             QStringLiteral("IOPS: %1, Throughput: %2 MiB/sec, Latency: %3ms").arg(total[3], total[2], total[4]));
     // A read-only test: every I/O is a read of one 4 KiB block.
     QCOMPARE(totalRow(report, QStringLiteral("Read IO")), total);
     QCOMPARE(totalRow(report, QStringLiteral("Write IO")), (QStringList{"0", "0", "0.00", "0.00", "0.000", "0.000"}));
@@ -141,16 +158,20 @@ void TestCheckTools::benchmarkRefuses_data()
 
     QTest::newRow("unknown option") << QStringList{"-d2", "-Z1M", "@/a.dat"} << true << 2
                                     << "diskspd: the option '-Z1M' is not supported by this diskspd";
-    QTest::newRow("bad size") << QStringList{"-d2", "-c16Q", "@/a.dat"} << true << 2 << "diskspd: the option '-c16Q' has a value out of range";
-    QTest::newRow("no file to read") << QStringList{"-d2", "@/none.dat"} << true << 1
-                                     << "diskspd: the test file '@/none.dat' does not exist or is smaller than a block; give "
-                                        "-c<size> to create it";
-    QTest::newRow("missing directory") << QStringList{"-d2", "-c16M", "@/absent/a.dat"} << true << 1
-                                       << "diskspd: cannot create the test file '@/absent/a.dat': the directory '@/absent' does "
-                                          "not exist or is not writable";
+    QTest::newRow("bad size") << QStringList{"-d2", "-c16Q", "@/a.dat"} << true << 2
+                              << "diskspd: the option '-c16Q' has a value out of range";
+    QTest::newRow("no file to read")
+        << QStringList{"-d2", "@/none.dat"} << true << 1
+        << "diskspd: the test file '@/none.dat' does not exist or is smaller than a block; give "
+           "-c<size> to create it";
+    QTest::newRow("missing directory")
+        << QStringList{"-d2", "-c16M", "@/absent/a.dat"} << true << 1
+        << "diskspd: cannot create the test file '@/absent/a.dat': the directory '@/absent' does "
+           "not exist or is not writable";
     QTest::newRow("no fio") << QStringList{"-d2", "-c16M", "@/a.dat"} << false << 1
                             << "diskspd: fio was not found on the PATH; install the fio package";
-    QTest::newRow("fio fails") << QStringList{"-d2", "-b1000", "-c16M", "-Su", "@/a.dat"} << true << 1 << "diskspd: fio failed";
+    QTest::newRow("fio fails") << QStringList{"-d2", "-b1000", "-c16M", "-Su", "@/a.dat"} << true << 1
+                               << "diskspd: fio failed";
 }
 
 void TestCheckTools::benchmarkRefuses()
@@ -170,10 +191,13 @@ void TestCheckTools::benchmarkRefuses()
     QCOMPARE(run.out, QByteArray());
     // Past the usage and progress notes, the first line says why; fio's own complaint may follow.
     QStringList lines = QString::fromLocal8Bit(run.err).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    lines.erase(std::remove_if(lines.begin(), lines.end(), [](const QString& line) {
-                    return QRegularExpression(QStringLiteral("^diskspd: (usage|warming|running):?")).match(line).hasMatch();
-                }),
-                lines.end());
+    lines.erase(
+        std::remove_if(
+            lines.begin(), lines.end(),
+            [](const QString& line) {
+                return QRegularExpression(QStringLiteral("^diskspd: (usage|warming|running):?")).match(line).hasMatch();
+            }),
+        lines.end());
     const QString reason = lines.value(0);
     QVERIFY2(reason.startsWith(message.replace(QLatin1Char('@'), dir.path())), qPrintable(run.err));
 }

@@ -110,16 +110,15 @@ void TestImageCompressor::mosaic_data()
                                   << rows(columns({{8, 10}, {4, 200}}), 8);
     QTest::newRow("second on top") << QStringList{"b", "a"} << false << "min" << QVector<double>() << twelve
                                    << rows(columns({{4, 10}, {8, 200}}), 8);
-    QTest::newRow("no-data shows the input below") << QStringList{"a", "b"} << true << "min" << QVector<double>() << twelve
-                                                   << rows(columns({{4, 0}, {8, 200}}), 8);
+    QTest::newRow("no-data shows the input below") << QStringList{"a", "b"} << true << "min" << QVector<double>()
+                                                   << twelve << rows(columns({{4, 0}, {8, 200}}), 8);
     QTest::newRow("gap takes the max background") << QStringList{"a", "c"} << false << "max" << QVector<double>()
-                                                   << QStringLiteral("20x8x1 at (0.0, 80.0) cell 10 EPSG:32633")
-                                                   << rows(columns({{8, 10}, {4, 255}, {8, 200}}), 8);
+                                                  << QStringLiteral("20x8x1 at (0.0, 80.0) cell 10 EPSG:32633")
+                                                  << rows(columns({{8, 10}, {4, 255}, {8, 200}}), 8);
     // 20 m cells from x 20 to 100, the reference assigned rather than reprojected.
-    QTest::newRow("cropped, resampled, reassigned") << QStringList{"a", "b"} << false << "min"
-                                                    << QVector<double>{20.0, 20.0, 80.0, 100.0, 0.0}
-                                                    << QStringLiteral("4x4x1 at (20.0, 80.0) cell 20 EPSG:32634")
-                                                    << rows(columns({{3, 10}, {1, 200}}), 4);
+    QTest::newRow("cropped, resampled, reassigned")
+        << QStringList{"a", "b"} << false << "min" << QVector<double>{20.0, 20.0, 80.0, 100.0, 0.0}
+        << QStringLiteral("4x4x1 at (20.0, 80.0) cell 20 EPSG:32634") << rows(columns({{3, 10}, {1, 200}}), 4);
 }
 
 void TestImageCompressor::mosaic()
@@ -213,24 +212,28 @@ void TestImageCompressor::targetRate()
     // Noise cannot be squeezed below the rate, so the encoder's ceiling is met from below.
     const double target = 512.0 * 512.0 * 3.0 / ratio;
     const double size = double(QFileInfo(output).size());
-    QVERIFY2(std::fabs(size - target) <= 0.1 * target, qPrintable(QStringLiteral("%1 bytes for %2").arg(size).arg(target)));
+    QVERIFY2(std::fabs(size - target) <= 0.1 * target,
+             qPrintable(QStringLiteral("%1 bytes for %2").arg(size).arg(target)));
 }
 
 void TestImageCompressor::progressReachesTheApplication()
 {
     const QString output = path(QStringLiteral("progress.jp2"));
     std::unique_ptr<CompressionTask> job(wizardJob({noisyImage(1024)}, output));
-    job->setJp2EncodeOptions({{QStringLiteral("jp2tilesize"), 256}, {QStringLiteral("jp2georef"), QStringLiteral("none")}});
+    job->setJp2EncodeOptions(
+        {{QStringLiteral("jp2tilesize"), 256}, {QStringLiteral("jp2georef"), QStringLiteral("none")}});
     // The application never asks for statistics in JPEG 2000; a hand-edited document may.
     const QString document = job->arguments().last();
-    writeFile(document, readFile(document).replace("name=\"genstats\" value=\"false\"", "name=\"genstats\" value=\"true\""));
+    writeFile(document,
+              readFile(document).replace("name=\"genstats\" value=\"false\"", "name=\"genstats\" value=\"true\""));
 
     QStringList messages;
     QVector<int> percents;
     connect(job.get(), &CompressionTask::progress, this, [&](quint32, const QString& message, quint8 value) {
         // Estimates and stage values vary from run to run; the order of the stages does not.
         QString stage = message;
-        stage.replace(QRegularExpression(QStringLiteral("Completion estimate: .*")), QStringLiteral("Completion estimate: …"));
+        stage.replace(QRegularExpression(QStringLiteral("Completion estimate: .*")),
+                      QStringLiteral("Completion estimate: …"));
         stage += value == 0 || value == 100 ? QStringLiteral(" | %1").arg(value) : QStringLiteral(" | …");
         if (messages.isEmpty() || messages.last() != stage)
             messages << stage;
@@ -240,13 +243,15 @@ void TestImageCompressor::progressReachesTheApplication()
     job->run();
 
     QCOMPARE(job->state(), int(TaskState::Succeeded));
-    QCOMPARE(messages, (QStringList{"Starting compression of file 'noise1024.tif' | 0", "Validating input ... | 100",
-                                    "Compressing file 'progress.jp2'    Completion estimate: … | 0",
-                                    "Compressing file 'progress.jp2'    Completion estimate: … | …",
-                                    "Finished compressing 'progress.jp2'. | 100", "Calculating statistics on file 'progress.jp2' | 0",
-                                    "Calculating statistics on file 'progress.jp2' | …",
-                                    "Finished calculating statistics on file 'progress.jp2'. | 100",
-                                    "Finished compressing 'progress.jp2'. | 100"}));
+    QCOMPARE(
+        messages,
+        (QStringList{"Starting compression of file 'noise1024.tif' | 0", "Validating input ... | 100",
+                     "Compressing file 'progress.jp2'    Completion estimate: … | 0",
+                     "Compressing file 'progress.jp2'    Completion estimate: … | …",
+                     "Finished compressing 'progress.jp2'. | 100", "Calculating statistics on file 'progress.jp2' | 0",
+                     "Calculating statistics on file 'progress.jp2' | …",
+                     "Finished calculating statistics on file 'progress.jp2'. | 100",
+                     "Finished compressing 'progress.jp2'. | 100"}));
     QVERIFY(std::is_sorted(percents.begin(), percents.end()));
     QVERIFY(QFileInfo::exists(output + QStringLiteral(".aux.xml")));
     QVERIFY(readFile(path(QStringLiteral("progress.log"))).contains("Band 3: minimum"));
@@ -266,7 +271,8 @@ void TestImageCompressor::interruptRemovesPartialOutput()
     ::kill(pid_t(tool.processId()), SIGINT);
     QVERIFY(tool.waitForFinished(30000));
     QCOMPARE(tool.exitCode(), 128 + SIGINT);
-    QCOMPARE(tool.readAllStandardError(), "ERROR: interrupted; the partial output '" + output.toUtf8() + "' was removed\n");
+    QCOMPARE(tool.readAllStandardError(),
+             "ERROR: interrupted; the partial output '" + output.toUtf8() + "' was removed\n");
     QVERIFY(!QFileInfo::exists(output));
 }
 
@@ -282,7 +288,8 @@ void TestImageCompressor::badJobs_data()
         "</compresstask></imagecompressor>");
     const QString grey = QStringLiteral("<file path=\"@DIR@/grey.tif\" zindex=\"1\"/>");
     const QString rgb = QStringLiteral("<file path=\"@DIR@/rgb.tif\" zindex=\"0\"/>");
-    QTest::newRow("malformed") << "" << job.arg("create", grey, "1", "20").left(60) << "job document line 1 column 60: Premature end of document.";
+    QTest::newRow("malformed") << "" << job.arg("create", grey, "1", "20").left(60)
+                               << "job document line 1 column 60: Premature end of document.";
     QTest::newRow("missing input") << "" << job.arg("create", "<file path=\"@DIR@/gone.tif\"/>", "1", "20")
                                    << "file path '@DIR@/gone.tif': no such file";
     QTest::newRow("missing output directory") << "/absent" << job.arg("create", grey, "1", "20")
@@ -291,15 +298,18 @@ void TestImageCompressor::badJobs_data()
                                                 << "output path '@OUT@': the directory '@DIR@/locked' is not writable";
     QTest::newRow("rate out of range") << "" << job.arg("create", grey, "1", "twenty")
                                        << "option targetrate 'twenty': must be a whole number from 0 to 10000";
-    QTest::newRow("band counts differ") << "" << job.arg("create", grey + rgb, "1", "20")
-                                        << "file path '@DIR@/rgb.tif': gives 3 bands of Byte, but '@DIR@/grey.tif' gives 1 "
-                                           "bands of Byte; the inputs of one mosaic must agree";
-    QTest::newRow("WVC output") << "" << job.arg("create", grey, "3", "20")
-                                << "output version '3': WVC output needs the WVC encoder, which this build does not have; "
-                                   "version 1 writes JPEG 2000";
-    QTest::newRow("update") << "" << job.arg("update", grey, "1", "20")
-                            << "compresstask operation 'update': updating a compressed file needs the WVC encoder, which "
-                               "this build does not have";
+    QTest::newRow("band counts differ")
+        << "" << job.arg("create", grey + rgb, "1", "20")
+        << "file path '@DIR@/rgb.tif': gives 3 bands of Byte, but '@DIR@/grey.tif' gives 1 "
+           "bands of Byte; the inputs of one mosaic must agree";
+    QTest::newRow("WVC output")
+        << "" << job.arg("create", grey, "3", "20")
+        << "output version '3': WVC output needs the WVC encoder, which this build does not have; "
+           "version 1 writes JPEG 2000";
+    QTest::newRow("update")
+        << "" << job.arg("update", grey, "1", "20")
+        << "compresstask operation 'update': updating a compressed file needs the WVC encoder, which "
+           "this build does not have";
 }
 
 void TestImageCompressor::badJobs()
@@ -320,7 +330,8 @@ void TestImageCompressor::badJobs()
     const auto fill = [&](QString text) { return text.replace("@OUT@", output).replace("@DIR@", dir->path()); };
     writeFile(path(QStringLiteral("job.xml")), fill(document).toUtf8());
 
-    const ToolRun run = runTool(QStringLiteral("ImageCompressor"), {QStringLiteral("-xml"), path(QStringLiteral("job.xml"))});
+    const ToolRun run =
+        runTool(QStringLiteral("ImageCompressor"), {QStringLiteral("-xml"), path(QStringLiteral("job.xml"))});
     QCOMPARE(run.exitCode, 2);
     QCOMPARE(QString::fromUtf8(run.err), QStringLiteral("ERROR: ") + fill(error) + QLatin1Char('\n'));
     QVERIFY(!QFileInfo::exists(output));

@@ -67,8 +67,10 @@ void TestWizardRun::cutToAPolygon()
     const QStringList tiles{dir.filePath("west.tif"), dir.filePath("east.tif")};
     writeRaster(tiles[0], 32, 32, 1, 500000.0, 5600000.0, 10.0, [](int, int, int) { return 100; });
     writeRaster(tiles[1], 32, 32, 1, 500320.0, 5600000.0, 10.0, [](int, int, int) { return 200; });
-    QVERIFY(fixtures::makeShapefile(dir.filePath("lots.shp"), 32633, 32633, {}, {{"POLYGON((500160 5599920,500320 5599920,500320 5599840,"
-                                                                                  "500480 5599840,500480 5599760,500160 5599760,500160 5599920))", {}}}));
+    QVERIFY(fixtures::makeShapefile(dir.filePath("lots.shp"), 32633, 32633, {},
+                                    {{"POLYGON((500160 5599920,500320 5599920,500320 5599840,"
+                                      "500480 5599840,500480 5599760,500160 5599760,500160 5599920))",
+                                      {}}}));
 
     ImageCompressor wizard{CompressionLicense{}};
     wizard.show();

@@ -56,11 +56,11 @@ QLineEdit* edit(QWidget& dialog, const char* name)
 // A written job document with the common part of the element paths left out.
 QStringList flattened(const QString& path)
 {
-    return documentLines(readFile(path)).replaceInStrings(QRegularExpression("^uploadtask/(output/options/)?"), QString());
+    return documentLines(readFile(path))
+        .replaceInStrings(QRegularExpression("^uploadtask/(output/options/)?"), QString());
 }
 
 }  // namespace
-
 
 class TestUpload : public QObject
 {
@@ -83,24 +83,41 @@ private slots:
         QTest::addColumn<QByteArray>("xml");
         QTest::addColumn<QStringList>("result");  // the document written back, or the reader's error
 
-        QTest::newRow("root in any case, only two option names, unknown type")
-            << QByteArray("<TsDRUploader version='1.0'><uploadtask logfile='/d/u.log'><inputs><file path='/d/a.las'/><FILE path='/d/b.laz'/>"
-                          "<dir path='/d'/></inputs><output type='bucket' value='42' description='Survey'><options>"
-                          "<option name='Publish' value='TRUE'/><Option name='publish' value='true'/><option name='ImportVectorToDb' value='true'/>"
-                          "<option name='importvectortodb' value='no'/><option name='colour' value='true'/></options></output></uploadtask></TsDRUploader>")
-            << QStringList{"@version=1.0", "uploadtask@logfile=/d/u.log", "inputs", "inputs/file@path=/d/a.las", "inputs/file@path=/d/b.laz",
-                           "output@type=catalogid", "output@value=42", "output@description=Survey", "output/options", "option@name=Publish",
-                           "option@value=true", "option@name=importvectortodb", "option@value=false"};
-        QTest::newRow("no uploadtask") << QByteArray("<tsdruploader version='1.0'/>")
-                                       << QStringList{"@version=1.0", "uploadtask@logfile=", "inputs", "output@type=folder", "output@value=",
-                                                      "output@description=", "output/options"};
-        QTest::newRow("missing version") << QByteArray("<tsdruploader><uploadtask/></tsdruploader>") << QStringList{"<tsdruploader> version attribute must be \"1.0\"."};
-        QTest::newRow("compression document") << QByteArray("<imagecompressor version='1.0'/>")
-                                              << QStringList{"Xml document is not a valid upload process (root element is not <tsdruploader>)."};
-        QTest::newRow("broken") << QByteArray("<tsdruploader version='1.0'>\n<uploadtask>\n</tsdruploader>") << QStringList{"tag mismatch at line 3 and colum 15."};
-        QTest::newRow("no file") << QByteArray("<tsdruploader version='1.0'><uploadtask/><inputs><files path='a'/></inputs><output/></tsdruploader>")
+        QTest::newRow("root in any case, only two option names, unknown type") << QByteArray(
+            "<TsDRUploader version='1.0'><uploadtask logfile='/d/u.log'><inputs><file path='/d/a.las'/><FILE path='/d/b.laz'/>"
+            "<dir path='/d'/></inputs><output type='bucket' value='42' description='Survey'><options>"
+            "<option name='Publish' value='TRUE'/><Option name='publish' value='true'/><option name='ImportVectorToDb' value='true'/>"
+            "<option name='importvectortodb' value='no'/><option name='colour' value='true'/></options></output></uploadtask></TsDRUploader>")
+                                                                               << QStringList{
+                                                                                      "@version=1.0",
+                                                                                      "uploadtask@logfile=/d/u.log",
+                                                                                      "inputs",
+                                                                                      "inputs/file@path=/d/a.las",
+                                                                                      "inputs/file@path=/d/b.laz",
+                                                                                      "output@type=catalogid",
+                                                                                      "output@value=42",
+                                                                                      "output@description=Survey",
+                                                                                      "output/options",
+                                                                                      "option@name=Publish",
+                                                                                      "option@value=true",
+                                                                                      "option@name=importvectortodb",
+                                                                                      "option@value=false"};
+        QTest::newRow("no uploadtask")
+            << QByteArray("<tsdruploader version='1.0'/>")
+            << QStringList{"@version=1.0",  "uploadtask@logfile=", "inputs",        "output@type=folder",
+                           "output@value=", "output@description=", "output/options"};
+        QTest::newRow("missing version") << QByteArray("<tsdruploader><uploadtask/></tsdruploader>")
+                                         << QStringList{"<tsdruploader> version attribute must be \"1.0\"."};
+        QTest::newRow("compression document")
+            << QByteArray("<imagecompressor version='1.0'/>")
+            << QStringList{"Xml document is not a valid upload process (root element is not <tsdruploader>)."};
+        QTest::newRow("broken") << QByteArray("<tsdruploader version='1.0'>\n<uploadtask>\n</tsdruploader>")
+                                << QStringList{"tag mismatch at line 3 and colum 15."};
+        QTest::newRow("no file") << QByteArray(
+            "<tsdruploader version='1.0'><uploadtask/><inputs><files path='a'/></inputs><output/></tsdruploader>")
                                  << QStringList{"<inputs> element must contain at least one <file> element."};
-        QTest::newRow("no output") << QByteArray("<tsdruploader version='1.0'><uploadtask><inputs><file path='a'/></inputs></uploadtask></tsdruploader>")
+        QTest::newRow("no output") << QByteArray(
+            "<tsdruploader version='1.0'><uploadtask><inputs><file path='a'/></inputs></uploadtask></tsdruploader>")
                                    << QStringList{"Xml must contain at least one <output> element."};
     }
 
@@ -118,9 +135,15 @@ private slots:
 
         QString jobError;
         const std::unique_ptr<UploadTask> task(UploadTask::fromXml(path, jobError));
-        const QString made = task ? QStringList{task->inputFilename(), task->outputFilename(), task->logFilename(), task->uploadFolder()}.join('|')
-                                  : jobError;
-        QCOMPARE(made, document ? QStringList({path, document->output.description, document->logFile, document->output.value}).join('|') : error);
+        const QString made = task
+            ? QStringList{task->inputFilename(), task->outputFilename(), task->logFilename(), task->uploadFolder()}
+                  .join('|')
+            : jobError;
+        QCOMPARE(
+            made,
+            document
+                ? QStringList({path, document->output.description, document->logFile, document->output.value}).join('|')
+                : error);
     }
 
     void progressLines_data()
@@ -128,14 +151,18 @@ private slots:
         QTest::addColumn<QList<QByteArray>>("chunks");  // "abort" aborts the job between chunks
         QTest::addColumn<QString>("sent");
 
-        QTest::newRow("last file at 100") << QList<QByteArray>{"Uploading File 2/2 '/d/b.las':  100%\r\n"} << "100 Upload finished; ";
-        QTest::newRow("last file at 99") << QList<QByteArray>{"Uploading File 2/2 '/d/b.las': 99% 3.1 MB/s\r\n"} << "99 File 2/2 'b.las'' uploading; ";
+        QTest::newRow("last file at 100")
+            << QList<QByteArray>{"Uploading File 2/2 '/d/b.las':  100%\r\n"} << "100 Upload finished; ";
+        QTest::newRow("last file at 99") << QList<QByteArray>{"Uploading File 2/2 '/d/b.las': 99% 3.1 MB/s\r\n"}
+                                         << "99 File 2/2 'b.las'' uploading; ";
         QTest::newRow("two lines in a chunk, noise between")
             << QList<QByteArray>{"Login ok\r\n File 1/2 'a.las': 40%\rConnecting\n File 1/2 '/d/a.las':\t100%\r\n"}
             << "40 File 1/2 ''a.las'' uploading; 100 File 1/2 'a.las'' uploading; ";
         QTest::newRow("lines cut between chunks")
-            << QList<QByteArray>{" File 1/3 '/d/a", ".las': 57%\r\n File 2/3 '/d/b.las': 5", "7%\r\n", "\n"} << "5 File 2/3 'b.las'' uploading; ";
-        QTest::newRow("abort") << QList<QByteArray>{" File 1/1 '/d/a.las': 10%\r", "abort", " File 1/1 '/d/a.las': 20%\r"}
+            << QList<QByteArray>{" File 1/3 '/d/a", ".las': 57%\r\n File 2/3 '/d/b.las': 5", "7%\r\n", "\n"}
+            << "5 File 2/3 'b.las'' uploading; ";
+        QTest::newRow("abort") << QList<QByteArray>{" File 1/1 '/d/a.las': 10%\r", "abort",
+                                                    " File 1/1 '/d/a.las': 20%\r"}
                                << "10 File 1/1 'a.las'' uploading; ";
     }
 
@@ -150,14 +177,15 @@ private slots:
         for (const QByteArray& chunk : chunks)
             chunk == "abort" ? task.abort() : void(task.handleStandardOutput(chunk));
         emit task.finished(0);
-        QCOMPARE(trace.text(), "0 Starting upload; started 0; " + sent + "100 Finished uploading 'job.xml'.; finished 0");
+        QCOMPARE(trace.text(),
+                 "0 Starting upload; started 0; " + sent + "100 Finished uploading 'job.xml'.; finished 0");
     }
 
     void uploadRun_data()
     {
         QTest::addColumn<QStringList>("script");  // empty: the uploader is missing
-        QTest::addColumn<QString>("sent");        // between the start and the end
-        QTest::addColumn<QString>("logged");      // after the start lines
+        QTest::addColumn<QString>("sent");  // between the start and the end
+        QTest::addColumn<QString>("logged");  // after the start lines
 
         QTest::newRow("uploaded") << QStringList{"out Login ok\\r\\n File 1/1 '/d/a.las': 100%\\r\\n"}
                                   << "100 Upload finished; 100 Finished uploading 'job.xml'.; finished 0"
@@ -165,9 +193,9 @@ private slots:
         QTest::newRow("refused") << QStringList{"err no such folder\\n", "exit 3"}
                                  << "0 Upload exited with an error. See log file for details.; failed 0 3; finished 0"
                                  << "no such folder\nUpload terminated with errors.\r\n";
-        QTest::newRow("missing uploader") << QStringList()
-                                          << "0 Failed to start upload executable '<tool>'.; failedtostart 0; finished 0"
-                                          << "Failed to start upload executable '<tool>'.\r\n";
+        QTest::newRow("missing uploader")
+            << QStringList() << "0 Failed to start upload executable '<tool>'.; failedtostart 0; finished 0"
+            << "Failed to start upload executable '<tool>'.\r\n";
     }
 
     void uploadRun()
@@ -188,12 +216,15 @@ private slots:
         const QString program = tool.directory() + "/TsDRUploader";
         QCOMPARE(trace.text(), "0 Starting upload; started 0; " + sent.replace("<tool>", program));
         QCOMPARE(tool.invocations("TsDRUploader").value(0).arguments,
-                 script.isEmpty() ? QStringList() : QStringList({"-u", "alice", "-p", "s3cret", "-xml", task.inputFilename()}));
-        QCOMPARE(QString::fromLocal8Bit(readFile(task.logFilename())),
-                 QStringLiteral("Starting upload of file '%1'\r\nUploading to TsDR upload [alice].\r\nUsing upload application : %2\r\n"
-                                "Calling TsDRUploader with arguments: '-u alice -p ****** -xml %1'.\r\n")
-                         .arg(task.inputFilename(), program)
-                     + logged.replace("<tool>", program));
+                 script.isEmpty() ? QStringList()
+                                  : QStringList({"-u", "alice", "-p", "s3cret", "-xml", task.inputFilename()}));
+        QCOMPARE(
+            QString::fromLocal8Bit(readFile(task.logFilename())),
+            QStringLiteral(
+                "Starting upload of file '%1'\r\nUploading to TsDR upload [alice].\r\nUsing upload application : %2\r\n"
+                "Calling TsDRUploader with arguments: '-u alice -p ****** -xml %1'.\r\n")
+                    .arg(task.inputFilename(), program)
+                + logged.replace("<tool>", program));
     }
 
     void okChecks_data()
@@ -204,10 +235,14 @@ private slots:
         QTest::addColumn<QStringList>("modals");
 
         const QStringList clouds{"a.LAS", "b.e57", "c.tspc"};
-        QTest::newRow("no password") << "" << QStringList() << 0 << QStringList{"Authentication: You must enter a valid username and password."};
-        QTest::newRow("no files") << "s3cret" << QStringList() << 0 << QStringList{"Upload: No files selected for upload."};
-        QTest::newRow("a WVC file") << "s3cret" << clouds + QStringList{"d.wvc"} << 0 << QStringList{"Validation: Unsupported file type."};
-        QTest::newRow("login refused behind a job") << "s3cret" << clouds << 1 << QStringList{"QProgressDialog", "Authentication: Invalid credentials."};
+        QTest::newRow("no password") << "" << QStringList() << 0
+                                     << QStringList{"Authentication: You must enter a valid username and password."};
+        QTest::newRow("no files") << "s3cret" << QStringList() << 0
+                                  << QStringList{"Upload: No files selected for upload."};
+        QTest::newRow("a WVC file") << "s3cret" << clouds + QStringList{"d.wvc"} << 0
+                                    << QStringList{"Validation: Unsupported file type."};
+        QTest::newRow("login refused behind a job")
+            << "s3cret" << clouds << 1 << QStringList{"QProgressDialog", "Authentication: Invalid credentials."};
         QTest::newRow("login accepted behind a job") << "s3cret" << clouds << 0 << QStringList{"QProgressDialog"};
     }
 
@@ -232,7 +267,8 @@ private slots:
         edit(dialog, "passwordEdit")->setText(password);
         ModalAnswerer answerer;
         for (const QString& modal : modals)
-            answerer.expect(modal == "QProgressDialog" ? ModalAnswerer::accept() : ModalAnswerer::button(QMessageBox::Ok));
+            answerer.expect(modal == "QProgressDialog" ? ModalAnswerer::accept()
+                                                       : ModalAnswerer::button(QMessageBox::Ok));
 
         dialog.findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
 
@@ -241,8 +277,10 @@ private slots:
         const bool accepted = modals == QStringList{"QProgressDialog"};
         QCOMPARE(dialog.result(), accepted ? QDialog::Accepted : QDialog::Rejected);
         // A refusal keeps everything the user gave.
-        const QStringList kept = QStringList{edit(dialog, "userNameEdit")->text(), edit(dialog, "passwordEdit")->text()} + listed(dialog);
-        QCOMPARE(kept, QStringList({"alice", password}) + files + QStringList{files.isEmpty() ? "picture" : "no picture"});
+        const QStringList kept =
+            QStringList{edit(dialog, "userNameEdit")->text(), edit(dialog, "passwordEdit")->text()} + listed(dialog);
+        QCOMPARE(kept,
+                 QStringList({"alice", password}) + files + QStringList{files.isEmpty() ? "picture" : "no picture"});
         QCOMPARE(tool.invocations("TsDRUploader").value(0).arguments,
                  modals.contains("QProgressDialog") ? QStringList({"-u", "alice", "-p", "s3cret"}) : QStringList());
         if (!accepted)
@@ -255,9 +293,11 @@ private slots:
         QCOMPARE(tasks[0]->outputFilename() + '|' + tasks[0]->logFilename(), "TsDR upload [alice]|" + base + ".log");
         QStringList document = flattened(base + ".xml");
         std::sort(document.begin() + 3, document.begin() + 6);  // the inputs come in the order of a set
-        QCOMPARE(document, QStringList({"@version=1.0", "uploadtask@logfile=" + base + ".log", "inputs", "inputs/file@path=" + dir.filePath("a.LAS"),
-                                        "inputs/file@path=" + dir.filePath("b.e57"), "inputs/file@path=" + dir.filePath("c.tspc"), "output@type=folder",
-                                        "output@value=ROOT", "output@description=TsDR upload [alice]", "output/options"}));
+        QCOMPARE(document,
+                 QStringList({"@version=1.0", "uploadtask@logfile=" + base + ".log", "inputs",
+                              "inputs/file@path=" + dir.filePath("a.LAS"), "inputs/file@path=" + dir.filePath("b.e57"),
+                              "inputs/file@path=" + dir.filePath("c.tspc"), "output@type=folder", "output@value=ROOT",
+                              "output@description=TsDR upload [alice]", "output/options"}));
 
         // A second upload in the same second writes over the first one's document.
         UploadToTsDR second;
@@ -282,7 +322,8 @@ private slots:
         QStringList results;
         // A directory between two files: the first stays, the third is not looked at.
         results << QString::number(dialog.addFiles(urls(dir, {"a.las", "tiles", "b.laz"}))) << listed(dialog);
-        results << QString::number(dialog.addFiles(urls(dir, {"gone.las"}))) << QString::number(dialog.addFiles(urls(dir, {"a.las"})));
+        results << QString::number(dialog.addFiles(urls(dir, {"gone.las"})))
+                << QString::number(dialog.addFiles(urls(dir, {"a.las"})));
         dialog.findChild<QListWidget*>()->setCurrentRow(0);
         QTest::keyClick(dialog.findChild<QListWidget*>(), Qt::Key_Delete);
         results << listed(dialog);
@@ -292,10 +333,12 @@ private slots:
         results << afterAdd;
 
         QTRY_VERIFY2(answerer.done(), qPrintable(answerer.report()));
-        QCOMPARE(results, QStringList({"0", "a.las", "no picture", "0", "0", "picture", "c.las", "d.e57", "no picture"}));
-        QCOMPARE(answerer.shown(true), QStringList({"Information: Cannot add a directory of items.",
-                                               "Information: Error adding files to the download list.",
-                                               "Information: Cannot add duplicate items.", "QFileDialog"}));
+        QCOMPARE(results,
+                 QStringList({"0", "a.las", "no picture", "0", "0", "picture", "c.las", "d.e57", "no picture"}));
+        QCOMPARE(answerer.shown(true),
+                 QStringList({"Information: Cannot add a directory of items.",
+                              "Information: Error adding files to the download list.",
+                              "Information: Cannot add duplicate items.", "QFileDialog"}));
     }
 
     void rememberOnClose_data()
@@ -320,7 +363,8 @@ private slots:
             // Once the keyring has failed to answer, the login is saved at once when the dialog closes.
             QTRY_VERIFY(!dialog.findChild<QLabel*>("keyringNoteLabel")->isHidden());
             auto* rememberBox = dialog.findChild<QCheckBox*>("rememberCheckBox");
-            seen << edit(dialog, "userNameEdit")->text() << edit(dialog, "passwordEdit")->text() << QString::number(rememberBox->isChecked());
+            seen << edit(dialog, "userNameEdit")->text() << edit(dialog, "passwordEdit")->text()
+                 << QString::number(rememberBox->isChecked());
             if (round == 2)
                 break;
             edit(dialog, "userNameEdit")->setText(typed[round * 3]);
@@ -333,7 +377,8 @@ private slots:
         // No file holds a login in clear text, and the one that holds it scrambled is its owner's alone.
         for (QDirIterator it(sandbox.path(), QDir::Files, QDirIterator::Subdirectories); it.hasNext();) {
             const QByteArray content = readFile(it.next());
-            QVERIFY2(!content.contains("s3cret") && !content.contains("alice") && !content.contains("0ld"), qPrintable(it.filePath()));
+            QVERIFY2(!content.contains("s3cret") && !content.contains("alice") && !content.contains("0ld"),
+                     qPrintable(it.filePath()));
         }
         QCOMPARE(QFile::permissions(CredentialStore::fallbackFileName()),
                  QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser | QFileDevice::WriteUser);

@@ -92,7 +92,8 @@ void TestImageCompressor::initTestCase()
     QVERIFY(fixtures::makeTile(file("utm1.tif"), utm, 500000, 5600000, 10, 16, 16));
     QVERIFY(fixtures::makeTile(file("utm2.tif"), utm, 500160, 5600000, 10, 16, 16));
     for (int i = 0; i < 6; ++i)
-        QVERIFY(fixtures::makeTile(file(QStringLiteral("geo%1.tif").arg(i)), geographic, 14 + i * 0.01, 50, 0.001, 8, 8));
+        QVERIFY(
+            fixtures::makeTile(file(QStringLiteral("geo%1.tif").arg(i)), geographic, 14 + i * 0.01, 50, 0.001, 8, 8));
     QVERIFY(fixtures::makeTile(file("nocrs.tif"), none, 100, 200, 1, 8, 8));
     writeFile(file("broken.tif"), "not a raster at all");
     writeFile(file("notes.txt"), "text");
@@ -140,7 +141,8 @@ void TestImageCompressor::checkInStep(ImageCompressor& wizard)
     QGVMap* map = wizard.map()->map;
     QCOMPARE(map->countItems(), rows.isEmpty() ? map->countItems() : wizard.map()->itemOffset + rows.size());
     for (int row = 0; row < rows.size(); ++row) {
-        auto* rectangle = qobject_cast<Tessara::GeoMap::GeoViewRectangle*>(map->getItem(wizard.map()->itemOffset + row));
+        auto* rectangle =
+            qobject_cast<Tessara::GeoMap::GeoViewRectangle*>(map->getItem(wizard.map()->itemOffset + row));
         QVERIFY(rectangle && !rectangle->isExtent());
         QCOMPARE(rectangle->boundItem(), list->item(row));
     }
@@ -156,26 +158,37 @@ void TestImageCompressor::addsAndRefuses_data()
     const QStringList geo = {"geo0.tif", "geo1.tif", "geo2.tif", "geo3.tif", "geo4.tif"};
     const int batch = ImageCompressor::BatchMode, mosaic = ImageCompressor::MosaicMode;
 
-    QTest::newRow("the same file twice warns once") << batch << QStringList{"utm1.tif", "utm1.tif"} << QStringList{"utm1.tif"}
+    QTest::newRow("the same file twice warns once")
+        << batch << QStringList{"utm1.tif", "utm1.tif"} << QStringList{"utm1.tif"}
         << QStringList{title + "The dataset " + file("utm1.tif") + " is duplicate and won't be added to the list."};
-    QTest::newRow("two duplicates are listed backwards") << batch << QStringList{"utm1.tif", "utm2.tif", "utm1.tif", "utm2.tif"}
-        << QStringList{"utm1.tif", "utm2.tif"}
-        << QStringList{title + "The datasets " + file("utm2.tif") + "," + file("utm1.tif") + " are duplicate and won't be added to the list."};
-    QTest::newRow("five duplicates are counted") << batch << QStringList(QVector<QString>(6, "utm1.tif").toList()) << QStringList{"utm1.tif"}
+    QTest::newRow("two duplicates are listed backwards")
+        << batch << QStringList{"utm1.tif", "utm2.tif", "utm1.tif", "utm2.tif"} << QStringList{"utm1.tif", "utm2.tif"}
+        << QStringList{title + "The datasets " + file("utm2.tif") + "," + file("utm1.tif")
+                       + " are duplicate and won't be added to the list."};
+    QTest::newRow("five duplicates are counted")
+        << batch << QStringList(QVector<QString>(6, "utm1.tif").toList()) << QStringList{"utm1.tif"}
         << QStringList{title + "5 datasets are duplicate and won't be added to the list."};
     QTest::newRow("batch takes any reference") << batch << QStringList{"utm1.tif", "geo0.tif", "nocrs.tif"}
-        << QStringList{"utm1.tif", "geo0.tif", "nocrs.tif"} << QStringList();
-    QTest::newRow("mosaic refuses another reference") << mosaic << QStringList{"utm1.tif", "geo0.tif", "utm2.tif"}
-        << QStringList{"utm1.tif", "utm2.tif"}
-        << QStringList{title + "The dataset " + file("geo0.tif") + " is in different projection to the first dataset (i.e EPSG 32633) and won't be added to the list."};
-    QTest::newRow("five mismatches are counted") << mosaic << QStringList{"utm1.tif"} + geo << QStringList{"utm1.tif"}
-        << QStringList{title + "5 datasets  are different projection to the first dataset (i.e EPSG 32633) and won't be added to the list."};
-    QTest::newRow("unsupported names are skipped silently") << mosaic << QStringList{"notes.txt", "utm1.tif"} << QStringList{"utm1.tif"} << QStringList();
-    QTest::newRow("every refusal in one run, in order") << mosaic << QStringList{"utm1.tif", "utm1.tif", "geo0.tif", "broken.tif"}
-        << QStringList{"utm1.tif"}
-        << QStringList{title + "The dataset " + file("utm1.tif") + " is duplicate and won't be added to the list.",
-                       title + "The dataset " + file("geo0.tif") + " is in different projection to the first dataset (i.e EPSG 32633) and won't be added to the list.",
-                       title + "broken.tif"};
+                                               << QStringList{"utm1.tif", "geo0.tif", "nocrs.tif"} << QStringList();
+    QTest::newRow("mosaic refuses another reference")
+        << mosaic << QStringList{"utm1.tif", "geo0.tif", "utm2.tif"} << QStringList{"utm1.tif", "utm2.tif"}
+        << QStringList{
+               title + "The dataset " + file("geo0.tif")
+               + " is in different projection to the first dataset (i.e EPSG 32633) and won't be added to the list."};
+    QTest::newRow("five mismatches are counted")
+        << mosaic << QStringList{"utm1.tif"} + geo << QStringList{"utm1.tif"}
+        << QStringList{
+               title
+               + "5 datasets  are different projection to the first dataset (i.e EPSG 32633) and won't be added to the list."};
+    QTest::newRow("unsupported names are skipped silently")
+        << mosaic << QStringList{"notes.txt", "utm1.tif"} << QStringList{"utm1.tif"} << QStringList();
+    QTest::newRow("every refusal in one run, in order")
+        << mosaic << QStringList{"utm1.tif", "utm1.tif", "geo0.tif", "broken.tif"} << QStringList{"utm1.tif"}
+        << QStringList{
+               title + "The dataset " + file("utm1.tif") + " is duplicate and won't be added to the list.",
+               title + "The dataset " + file("geo0.tif")
+                   + " is in different projection to the first dataset (i.e EPSG 32633) and won't be added to the list.",
+               title + "broken.tif"};
 }
 
 void TestImageCompressor::addsAndRefuses()
@@ -189,7 +202,8 @@ void TestImageCompressor::addsAndRefuses()
     TSR::ImageCompressor::API::DatasetMetadata unused;
     QString brokenText;
     try {
-        fixtures::makeUtil()->ReadDatasetMetadata(TSR::CString(file("broken.tif").toUtf8().constData()), epsg, unused, true);
+        fixtures::makeUtil()->ReadDatasetMetadata(TSR::CString(file("broken.tif").toUtf8().constData()), epsg, unused,
+                                                  true);
     } catch (const TSR::CRuntimeError& error) {
         brokenText = QString::fromUtf8(error.what());
     }
@@ -236,7 +250,10 @@ void TestImageCompressor::mosaicLaterRescans()
     ModalAnswerer answerer({progress, ok});
     leaveStartPage(*wizard, ImageCompressor::MosaicMode);
     QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-    QCOMPARE(answerer.shown(), QStringList{"Kartopress: The previously selected datasets have mismatched projections.You need to select again your datasets to mosaic."});
+    QCOMPARE(
+        answerer.shown(),
+        QStringList{
+            "Kartopress: The previously selected datasets have mismatched projections.You need to select again your datasets to mosaic."});
     QCOMPARE(wizard->inputFiles(), QStringList());
     QCOMPARE(wizard->map()->itemCount(), 0);
     QCOMPARE(child<QLabel>(*wizard, "numFilesLabel")->text(), QStringLiteral("0,"));
@@ -249,17 +266,21 @@ void TestImageCompressor::folders()
     auto wizard = openWizard(ImageCompressor::MosaicMode);
     const QString tree = file("tree");
     {
-        ModalAnswerer answerer({ModalAnswerer::files({tree}), ModalAnswerer::button(QMessageBox::No), progress, progress});
+        ModalAnswerer answerer(
+            {ModalAnswerer::files({tree}), ModalAnswerer::button(QMessageBox::No), progress, progress});
         child<QToolButton>(*wizard, "addFolder")->click();
         QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-        QCOMPARE(answerer.shown(), QStringList{"Recursive Mode: Sub folders have been detected, do you want to add files recursively?"});
+        QCOMPARE(answerer.shown(),
+                 QStringList{"Recursive Mode: Sub folders have been detected, do you want to add files recursively?"});
         QCOMPARE(wizard->inputFiles(), files({"tree/a.tif"}));
     }
     {
-        ModalAnswerer answerer({ModalAnswerer::files({tree}), ModalAnswerer::button(QMessageBox::Yes), progress, ok, progress});
+        ModalAnswerer answerer(
+            {ModalAnswerer::files({tree}), ModalAnswerer::button(QMessageBox::Yes), progress, ok, progress});
         child<QToolButton>(*wizard, "addFolder")->click();
         QVERIFY2(answerer.done(), qPrintable(answerer.report()));
-        QCOMPARE(answerer.shown().last(), "Kartopress: The dataset " + file("tree/a.tif") + " is duplicate and won't be added to the list.");
+        QCOMPARE(answerer.shown().last(),
+                 "Kartopress: The dataset " + file("tree/a.tif") + " is duplicate and won't be added to the list.");
     }
     child<QListWidget>(*wizard, "Gui/FileInputList")->selectAll();
     wizard->removeSelectedDatasets();
@@ -290,27 +311,38 @@ void TestImageCompressor::epsgOverride_data()
     QTest::addColumn<QStringList>("messages");
     QTest::addColumn<QStringList>("overrides");
     const int batch = ImageCompressor::BatchMode, mosaic = ImageCompressor::MosaicMode;
-    const QString confirm = QStringLiteral("Modify EPSG Code: Overriding the detected EPSG code will not reproject between CRS and should only be used when the default detection is wrong.");
+    const QString confirm = QStringLiteral(
+        "Modify EPSG Code: Overriding the detected EPSG code will not reproject between CRS and should only be used when the default detection is wrong.");
     const QString number = QStringLiteral("Kartopress: The EPSG Code should be number.");
-    const QString prefix = QStringLiteral("Kartopress: The EPSG Code should be defined as 'EPSG:xxxx' (i.e EPSG:4326).");
+    const QString prefix =
+        QStringLiteral("Kartopress: The EPSG Code should be defined as 'EPSG:xxxx' (i.e EPSG:4326).");
     const QString positive = QStringLiteral("Modify EPSG Code: The EPSG Code should be > 0.");
     const QStringList none = {"", ""};
 
     QTest::newRow("empty") << mosaic << QList<int>{0} << QStringList{""}
-        << QStringList{confirm, "Kartopress: The EPSG Code to overwrite with should not be empty or 0."} << none;
-    QTest::newRow("no prefix") << mosaic << QList<int>{0} << QStringList{"25833"} << QStringList{confirm, prefix} << none;
-    QTest::newRow("lower-case prefix") << mosaic << QList<int>{0} << QStringList{"epsg:25833"} << QStringList{confirm, prefix} << none;
-    QTest::newRow("blank before the prefix") << mosaic << QList<int>{0} << QStringList{" EPSG:25833"} << QStringList{confirm, prefix} << none;
-    QTest::newRow("prefix alone") << mosaic << QList<int>{0} << QStringList{"EPSG:"} << QStringList{confirm, number} << none;
-    QTest::newRow("letters") << mosaic << QList<int>{0} << QStringList{"EPSG:12a"} << QStringList{confirm, number} << none;
-    QTest::newRow("zero, once per dataset") << mosaic << QList<int>{0} << QStringList{"EPSG:0"} << QStringList{confirm, positive, positive} << none;
-    QTest::newRow("mosaic overrides every dataset") << mosaic << QList<int>{} << QStringList{"EPSG:25833"} << QStringList{confirm}
-        << QStringList{"EPSG:25833", "EPSG:25833"};
-    QTest::newRow("the detected number removes the override") << mosaic << QList<int>{} << QStringList{"EPSG:25833", "EPSG:32633"}
-        << QStringList{confirm, confirm} << none;
-    QTest::newRow("batch overrides the one selected") << batch << QList<int>{1} << QStringList{"EPSG:25833"} << QStringList{confirm}
-        << QStringList{"", "EPSG:25833"};
-    QTest::newRow("batch with two selected changes nothing") << batch << QList<int>{0, 1} << QStringList{"EPSG:25833"}
+                           << QStringList{confirm,
+                                          "Kartopress: The EPSG Code to overwrite with should not be empty or 0."}
+                           << none;
+    QTest::newRow("no prefix") << mosaic << QList<int>{0} << QStringList{"25833"} << QStringList{confirm, prefix}
+                               << none;
+    QTest::newRow("lower-case prefix") << mosaic << QList<int>{0} << QStringList{"epsg:25833"}
+                                       << QStringList{confirm, prefix} << none;
+    QTest::newRow("blank before the prefix")
+        << mosaic << QList<int>{0} << QStringList{" EPSG:25833"} << QStringList{confirm, prefix} << none;
+    QTest::newRow("prefix alone") << mosaic << QList<int>{0} << QStringList{"EPSG:"} << QStringList{confirm, number}
+                                  << none;
+    QTest::newRow("letters") << mosaic << QList<int>{0} << QStringList{"EPSG:12a"} << QStringList{confirm, number}
+                             << none;
+    QTest::newRow("zero, once per dataset")
+        << mosaic << QList<int>{0} << QStringList{"EPSG:0"} << QStringList{confirm, positive, positive} << none;
+    QTest::newRow("mosaic overrides every dataset") << mosaic << QList<int>{} << QStringList{"EPSG:25833"}
+                                                    << QStringList{confirm} << QStringList{"EPSG:25833", "EPSG:25833"};
+    QTest::newRow("the detected number removes the override")
+        << mosaic << QList<int>{} << QStringList{"EPSG:25833", "EPSG:32633"} << QStringList{confirm, confirm} << none;
+    QTest::newRow("batch overrides the one selected")
+        << batch << QList<int>{1} << QStringList{"EPSG:25833"} << QStringList{confirm} << QStringList{"", "EPSG:25833"};
+    QTest::newRow("batch with two selected changes nothing")
+        << batch << QList<int>{0, 1} << QStringList{"EPSG:25833"}
         << QStringList{"Modify EPSG Code: You must have a dataset selected to modify the EPSG Code"} << none;
 }
 
@@ -342,7 +374,8 @@ void TestImageCompressor::epsgOverride()
     QCOMPARE(answerer.shown(), messages);
     QStringList found;
     for (const QString& path : files({"utm1.tif", "utm2.tif"}))
-        found.append(QString::fromUtf8(wizard->datasets().Datasets.at(TSR::CString(path.toStdWString())).EPSGOverride.utf8_str()));
+        found.append(QString::fromUtf8(
+            wizard->datasets().Datasets.at(TSR::CString(path.toStdWString())).EPSGOverride.utf8_str()));
     QCOMPARE(found, overrides);
     if (messages.first().contains(QLatin1String("must have")))
         QCOMPARE(field->text(), QString());
@@ -371,8 +404,9 @@ void TestImageCompressor::resetAndRegistry()
     QCOMPARE(field->text(), QStringLiteral("EPSG:32633"));
     for (const auto& entry : wizard->datasets().Datasets)
         QVERIFY(entry.second.EPSGOverride.empty());
-    QCOMPARE(desktop.urls, (QList<QUrl>{QUrl("https://epsg.org/search/by-name?query=[code]%3D25833"),
-                                        QUrl("https://epsg.org/search/by-name?query=[code]%3D32633")}));
+    QCOMPARE(desktop.urls,
+             (QList<QUrl>{QUrl("https://epsg.org/search/by-name?query=[code]%3D25833"),
+                          QUrl("https://epsg.org/search/by-name?query=[code]%3D32633")}));
 }
 
 void TestImageCompressor::templates_data()
@@ -384,18 +418,76 @@ void TestImageCompressor::templates_data()
     QTest::addColumn<QString>("append");
     QTest::addColumn<QString>("expected");
     const QString here = QDir::currentPath();
-    QTest::newRow("source directory and extension") << "WVC v3" << "$(SOURCEDIR)" << "$(FILENAME).$(SRCEXT).wvc" << "/data/tile.a.tif" << "" << "/data/tile.a.tif.wvc";
-    QTest::newRow("a value goes before the extension") << "WVC v3" << "$(SOURCEDIR)" << "$(FILENAME).$(SRCEXT).wvc" << "/data/tile.a.tif" << "12" << "/data/tile.a.tif12.wvc";
-    QTest::newRow("a value takes the source extension") << "WVC v2" << "/out" << "$(FILENAME).$(SRCEXT)" << "/data/a.tif" << "12" << "/out/a12.wvc";
-    QTest::newRow("a typed directory is dropped") << "WVC v2" << "/out" << "sub/dir/$(FILENAME)" << "/data/tile.tif" << "" << "/out/tile.wvc";
-    QTest::newRow("the extension in capitals stays alone") << "WVC v2" << "/out" << "x.WVC" << "/data/a.tif" << "" << "/out/x.WVC";
-    QTest::newRow("JPEG 2000 after a typed .wvc") << "JPEG 2000" << "/out" << "$(FILENAME).wvc" << "/data/a.tif" << "" << "/out/a.wvc.jp2";
-    QTest::newRow("an input without suffix") << "WVC v2" << "/out" << "$(FILENAME).$(SRCEXT)" << "/data/a" << "" << "/out/a..wvc";
-    QTest::newRow("no input, source directory is the current one") << "WVC v2" << "$(SOURCEDIR)" << "$(FILENAME).$(SRCEXT)" << "" << "" << here + "/..wvc";
-    QTest::newRow("method, version and rate") << "WVC v3" << "/out" << "$(FILENAME)-$(METHOD)-v$(VERSION)-r$(TARGETRATE)" << "/d/t.tif" << "" << "/out/t-Tile-v3-r20.wvc";
-    QTest::newRow("version after the value") << "JPEG 2000" << "/out" << "$(FILENAME)-v$(VERSION).x" << "/d/t.tif" << "7" << "/out/t-v17.jp2";
-    QTest::newRow("unknown variables and other directories stay") << "WVC v2" << "/out/$(DATE)" << "$(NAME)" << "/d/t.tif" << "" << "/out/$(DATE)/$(NAME).wvc";
-    QTest::newRow("a relative directory") << "WVC v2" << "rel" << "n" << "/d/t.tif" << "" << here + "/rel/n.wvc";
+    QTest::newRow("source directory and extension") << "WVC v3"
+                                                    << "$(SOURCEDIR)"
+                                                    << "$(FILENAME).$(SRCEXT).wvc"
+                                                    << "/data/tile.a.tif"
+                                                    << ""
+                                                    << "/data/tile.a.tif.wvc";
+    QTest::newRow("a value goes before the extension") << "WVC v3"
+                                                       << "$(SOURCEDIR)"
+                                                       << "$(FILENAME).$(SRCEXT).wvc"
+                                                       << "/data/tile.a.tif"
+                                                       << "12"
+                                                       << "/data/tile.a.tif12.wvc";
+    QTest::newRow("a value takes the source extension") << "WVC v2"
+                                                        << "/out"
+                                                        << "$(FILENAME).$(SRCEXT)"
+                                                        << "/data/a.tif"
+                                                        << "12"
+                                                        << "/out/a12.wvc";
+    QTest::newRow("a typed directory is dropped") << "WVC v2"
+                                                  << "/out"
+                                                  << "sub/dir/$(FILENAME)"
+                                                  << "/data/tile.tif"
+                                                  << ""
+                                                  << "/out/tile.wvc";
+    QTest::newRow("the extension in capitals stays alone") << "WVC v2"
+                                                           << "/out"
+                                                           << "x.WVC"
+                                                           << "/data/a.tif"
+                                                           << ""
+                                                           << "/out/x.WVC";
+    QTest::newRow("JPEG 2000 after a typed .wvc") << "JPEG 2000"
+                                                  << "/out"
+                                                  << "$(FILENAME).wvc"
+                                                  << "/data/a.tif"
+                                                  << ""
+                                                  << "/out/a.wvc.jp2";
+    QTest::newRow("an input without suffix") << "WVC v2"
+                                             << "/out"
+                                             << "$(FILENAME).$(SRCEXT)"
+                                             << "/data/a"
+                                             << ""
+                                             << "/out/a..wvc";
+    QTest::newRow("no input, source directory is the current one") << "WVC v2"
+                                                                   << "$(SOURCEDIR)"
+                                                                   << "$(FILENAME).$(SRCEXT)"
+                                                                   << ""
+                                                                   << "" << here + "/..wvc";
+    QTest::newRow("method, version and rate") << "WVC v3"
+                                              << "/out"
+                                              << "$(FILENAME)-$(METHOD)-v$(VERSION)-r$(TARGETRATE)"
+                                              << "/d/t.tif"
+                                              << ""
+                                              << "/out/t-Tile-v3-r20.wvc";
+    QTest::newRow("version after the value") << "JPEG 2000"
+                                             << "/out"
+                                             << "$(FILENAME)-v$(VERSION).x"
+                                             << "/d/t.tif"
+                                             << "7"
+                                             << "/out/t-v17.jp2";
+    QTest::newRow("unknown variables and other directories stay") << "WVC v2"
+                                                                  << "/out/$(DATE)"
+                                                                  << "$(NAME)"
+                                                                  << "/d/t.tif"
+                                                                  << ""
+                                                                  << "/out/$(DATE)/$(NAME).wvc";
+    QTest::newRow("a relative directory") << "WVC v2"
+                                          << "rel"
+                                          << "n"
+                                          << "/d/t.tif"
+                                          << "" << here + "/rel/n.wvc";
 }
 
 void TestImageCompressor::templates()
@@ -421,17 +513,35 @@ void TestImageCompressor::formatChanges_data()
     QTest::addColumn<int>("preset");
     QTest::addColumn<QStringList>("expected");
     // Template, then each widget as "name enabled [value]".
-    QTest::newRow("the default template on start-up") << "" << QStringList() << -1
-        << QStringList{"$(FILENAME).wvc", "metaDataButton 1", "jp2OptionsButton 0", "method 1 Tile", "threads 1", "statsCheckBox 1"};
+    QTest::newRow("the default template on start-up")
+        << "" << QStringList() << -1 << QStringList{"$(FILENAME).wvc", "metaDataButton 1", "jp2OptionsButton 0",
+                                                    "method 1 Tile",   "threads 1",        "statsCheckBox 1"};
     QTest::newRow("JPEG 2000") << "$(FILENAME).$(SRCEXT).wvc" << QStringList{"JPEG 2000"} << -1
-        << QStringList{"$(FILENAME).$(SRCEXT).jp2", "metaDataButton 0", "jp2OptionsButton 1", "method 0 Line", "threads 0", "statsCheckBox 0"};
-    QTest::newRow("back to WVC v3 stays on Line") << "$(FILENAME).$(SRCEXT).wvc" << QStringList{"JPEG 2000", "WVC v3"} << -1
-        << QStringList{"$(FILENAME).$(SRCEXT).wvc", "metaDataButton 1", "jp2OptionsButton 0", "method 1 Line", "threads 0", "statsCheckBox 1"};
-    QTest::newRow("WVC v2, dotted directory-like text") << "out.v1/name" << QStringList{"WVC v2"} << -1
-        << QStringList{"out.wvc", "metaDataButton 0", "jp2OptionsButton 0", "method 1 Tile", "threads 1", "statsCheckBox 0"};
-    QTest::newRow("a preset follows the format") << "x" << QStringList{"JPEG 2000"} << 2
-        << QStringList{"$(FILENAME)-$(METHOD)-v$(VERSION)-r$(TARGETRATE).$(SRCEXT).jp2", "metaDataButton 0", "jp2OptionsButton 1",
-                       "method 0 Line", "threads 0", "statsCheckBox 0"};
+                               << QStringList{"$(FILENAME).$(SRCEXT).jp2",
+                                              "metaDataButton 0",
+                                              "jp2OptionsButton 1",
+                                              "method 0 Line",
+                                              "threads 0",
+                                              "statsCheckBox 0"};
+    QTest::newRow("back to WVC v3 stays on Line") << "$(FILENAME).$(SRCEXT).wvc" << QStringList{"JPEG 2000", "WVC v3"}
+                                                  << -1 << QStringList{"$(FILENAME).$(SRCEXT).wvc",
+                                                                       "metaDataButton 1",
+                                                                       "jp2OptionsButton 0",
+                                                                       "method 1 Line",
+                                                                       "threads 0",
+                                                                       "statsCheckBox 1"};
+    QTest::newRow("WVC v2, dotted directory-like text")
+        << "out.v1/name" << QStringList{"WVC v2"} << -1
+        << QStringList{"out.wvc",       "metaDataButton 0", "jp2OptionsButton 0",
+                       "method 1 Tile", "threads 1",        "statsCheckBox 0"};
+    QTest::newRow("a preset follows the format")
+        << "x" << QStringList{"JPEG 2000"} << 2
+        << QStringList{"$(FILENAME)-$(METHOD)-v$(VERSION)-r$(TARGETRATE).$(SRCEXT).jp2",
+                       "metaDataButton 0",
+                       "jp2OptionsButton 1",
+                       "method 0 Line",
+                       "threads 0",
+                       "statsCheckBox 0"};
 }
 
 void TestImageCompressor::formatChanges()
@@ -452,7 +562,8 @@ void TestImageCompressor::formatChanges()
     for (const char* widget : {"metaDataButton", "jp2OptionsButton", "method", "threads", "statsCheckBox"}) {
         QWidget* w = child<QWidget>(*wizard, widget);
         auto* combo = qobject_cast<QComboBox*>(w);
-        found.append(QStringLiteral("%1 %2").arg(widget).arg(w->isEnabled()) + (combo ? " " + combo->currentText() : QString()));
+        found.append(QStringLiteral("%1 %2").arg(widget).arg(w->isEnabled())
+                     + (combo ? " " + combo->currentText() : QString()));
     }
     QCOMPARE(found, expected);
 }
@@ -480,12 +591,15 @@ void TestImageCompressor::settingsComeBackAndAreSaved()
             auto* button = child<QRadioButton>(wizard, radio);
             found << QStringLiteral("%1 %2 %3").arg(radio).arg(button->isEnabled()).arg(button->isChecked());
         }
-        found << child<QComboBox>(wizard, "fileFormat")->currentText() << child<QLineEdit>(wizard, "outputFilenameTemplateTextEdit")->text()
-              << child<QComboBox>(wizard, "method")->currentText() << QString::number(child<QSpinBox>(wizard, "targetRate")->value())
+        found << child<QComboBox>(wizard, "fileFormat")->currentText()
+              << child<QLineEdit>(wizard, "outputFilenameTemplateTextEdit")->text()
+              << child<QComboBox>(wizard, "method")->currentText()
+              << QString::number(child<QSpinBox>(wizard, "targetRate")->value())
               << QString::number(child<QSlider>(wizard, "memSlider")->value())
               << child<QLabel>(wizard, "maxMemLabel")->text().section(' ', 0, 0);
-        QCOMPARE(found, (QStringList{"batchRadioButton 1 1", "updateRadioButton 0 0", "nullBackgroundColorMinRadio 0 1", "JPEG 2000",
-                                     "name.jp2", "Line", "33", "100", "(100%"}));
+        QCOMPARE(found,
+                 (QStringList{"batchRadioButton 1 1", "updateRadioButton 0 0", "nullBackgroundColorMinRadio 0 1",
+                              "JPEG 2000", "name.jp2", "Line", "33", "100", "(100%"}));
         child<QRadioButton>(wizard, "mosaicRadioButton")->click();
         child<QComboBox>(wizard, "fileFormat")->setCurrentText(QStringLiteral("WVC v2"));
         child<QRadioButton>(wizard, "nullBackgroundColorMaxRadio")->setChecked(true);
@@ -508,7 +622,8 @@ void TestImageCompressor::fiveHundredDatasetsStayInStep()
     QStringList paths;
     for (int i = 0; i < 500; ++i) {
         paths << many.filePath(QStringLiteral("tile%1.tif").arg(i, 3, 10, QLatin1Char('0')));
-        QVERIFY(fixtures::makeTile(paths.last(), {"EPSG:32633"}, 500000 + (i % 25) * 80, 5600000 - (i / 25) * 80, 10, 8, 8));
+        QVERIFY(fixtures::makeTile(paths.last(), {"EPSG:32633"}, 500000 + (i % 25) * 80, 5600000 - (i / 25) * 80, 10, 8,
+                                   8));
     }
     auto wizard = openWizard(ImageCompressor::MosaicMode);
     {

@@ -17,7 +17,8 @@ namespace Interrupt {
 
 void install()
 {
-    struct sigaction action {};
+    struct sigaction action
+    {};
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
     // No SA_RESTART: a blocking wait should wake up and look at the flag.

@@ -30,7 +30,7 @@ QString ProgressLine::next(double fraction)
     fraction = std::clamp(fraction, 0.0, 1.0);
     const auto now = std::chrono::steady_clock::now();
     const bool due = lastFraction < 0.0 || (fraction >= 1.0 && lastFraction < 1.0)
-                     || fraction - lastFraction >= minimumStep || (now - lastLine >= quietInterval && fraction > lastFraction);
+        || fraction - lastFraction >= minimumStep || (now - lastLine >= quietInterval && fraction > lastFraction);
     if (!due)
         return QString();
     lastFraction = fraction;

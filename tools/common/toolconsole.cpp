@@ -27,8 +27,7 @@ void writeAll(int fd, const QByteArray& bytes)
 
 ToolConsole::ToolConsole(const char* ending)
     : ending(ending)
-{
-}
+{}
 
 bool ToolConsole::openLog(const QString& path, QString& errorText)
 {

@@ -17,9 +17,11 @@ bool readSize(const QString& text, qint64& value)
     if (!ok)
         return false;
     const QString suffix = match.captured(2).toUpper();
-    const int shift = suffix == QLatin1String("K") ? 10 : suffix == QLatin1String("M") ? 20 : suffix == QLatin1String("G") ? 30
-                      : suffix == QLatin1String("T")                                   ? 40
-                                                                                       : 0;
+    const int shift = suffix == QLatin1String("K") ? 10
+        : suffix == QLatin1String("M")             ? 20
+        : suffix == QLatin1String("G")             ? 30
+        : suffix == QLatin1String("T")             ? 40
+                                                   : 0;
     if (shift > 0 && value > (Q_INT64_C(1) << (62 - shift)))
         return false;
     value <<= shift;
@@ -111,7 +113,9 @@ bool parseDiskspdArguments(const QStringList& arguments, DiskspdJob& job, QStrin
     job.alignment = alignment < 0 ? -alignment * job.blockSize : alignment;
     job.createSize = createSize < 0 && createSize != -1 ? -createSize * job.blockSize : createSize;
     if (job.createSize > 0 && job.createSize < job.blockSize) {
-        errorText = QStringLiteral("the file to create (%1 bytes) is smaller than one block (%2 bytes)").arg(job.createSize).arg(job.blockSize);
+        errorText = QStringLiteral("the file to create (%1 bytes) is smaller than one block (%2 bytes)")
+                        .arg(job.createSize)
+                        .arg(job.blockSize);
         return false;
     }
     return true;

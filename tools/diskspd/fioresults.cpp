@@ -102,15 +102,19 @@ QString diskspdReport(const DiskspdJob& job, const FioResults& results, qint64 f
     if (job.latency)
         add(QStringLiteral("\tmeasuring latency"));
     add(QStringLiteral("\tpath: '%1'").arg(job.target));
-    add(job.noSoftwareCache ? QStringLiteral("\t\tsoftware cache disabled") : QStringLiteral("\t\tusing software cache"));
+    add(job.noSoftwareCache ? QStringLiteral("\t\tsoftware cache disabled")
+                            : QStringLiteral("\t\tusing software cache"));
     if (job.writeThrough)
         add(QStringLiteral("\t\twrite-through on"));
-    add(job.writePercent == 0     ? QStringLiteral("\t\tperforming read test")
-        : job.writePercent == 100 ? QStringLiteral("\t\tperforming write test")
-                                  : QStringLiteral("\t\tperforming mix test (read/write ratio: %1/%2)").arg(100 - job.writePercent).arg(job.writePercent));
+    add(job.writePercent == 0         ? QStringLiteral("\t\tperforming read test")
+            : job.writePercent == 100 ? QStringLiteral("\t\tperforming write test")
+                                      : QStringLiteral("\t\tperforming mix test (read/write ratio: %1/%2)")
+                                            .arg(100 - job.writePercent)
+                                            .arg(job.writePercent));
     add(QStringLiteral("\t\tblock size: %1").arg(job.blockSize));
     if (job.random)
-        add(QStringLiteral("\t\tusing random I/O (alignment: %1)").arg(job.alignment > 0 ? job.alignment : job.blockSize));
+        add(QStringLiteral("\t\tusing random I/O (alignment: %1)")
+                .arg(job.alignment > 0 ? job.alignment : job.blockSize));
     else
         add(QStringLiteral("\t\tusing sequential I/O"));
     add(QStringLiteral("\t\tnumber of outstanding I/O operations: %1").arg(job.outstanding));
@@ -125,8 +129,9 @@ QString diskspdReport(const DiskspdJob& job, const FioResults& results, qint64 f
     add(QStringLiteral("proc count:\t\t%1").arg(QThread::idealThreadCount()));
 
     const QString header = job.latency
-                               ? QStringLiteral("thread |       bytes     |     I/Os     |    MiB/s   |  I/O per s |  AvgLat  | LatStdDev |  file")
-                               : QStringLiteral("thread |       bytes     |     I/Os     |    MiB/s   |  I/O per s |  file");
+        ? QStringLiteral(
+            "thread |       bytes     |     I/Os     |    MiB/s   |  I/O per s |  AvgLat  | LatStdDev |  file")
+        : QStringLiteral("thread |       bytes     |     I/Os     |    MiB/s   |  I/O per s |  file");
     const QString rule(header.size() + 24, QLatin1Char('-'));
     const QString file = QStringLiteral("%1 (%2)").arg(job.target, sizeText(fileSize));
     const auto row = [&](const QString& first, const FioResults::Direction& figures, const QString& last) {
@@ -142,7 +147,8 @@ QString diskspdReport(const DiskspdJob& job, const FioResults& results, qint64 f
             line += QStringLiteral(" | %1 | %2").arg(figures.latencyMs, 8, 'f', 3).arg(figures.deviationMs, 9, 'f', 3);
         return last.isEmpty() ? line : line + QStringLiteral(" | ") + last;
     };
-    const auto table = [&](const QString& title, const std::function<FioResults::Direction(const FioResults::Thread&)>& pick) {
+    const auto table = [&](const QString& title,
+                           const std::function<FioResults::Direction(const FioResults::Thread&)>& pick) {
         add(QString());
         add(title);
         add(header);
@@ -155,7 +161,9 @@ QString diskspdReport(const DiskspdJob& job, const FioResults& results, qint64 f
         add(rule);
         add(row(QStringLiteral("total:"), pooled(parts), QString()));
     };
-    table(QStringLiteral("Total IO"), [](const FioResults::Thread& thread) { return pooled({thread.read, thread.write}); });
+    table(QStringLiteral("Total IO"), [](const FioResults::Thread& thread) {
+        return pooled({thread.read, thread.write});
+    });
     table(QStringLiteral("Read IO"), [](const FioResults::Thread& thread) { return thread.read; });
     table(QStringLiteral("Write IO"), [](const FioResults::Thread& thread) { return thread.write; });
     return text;

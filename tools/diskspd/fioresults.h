@@ -7,14 +7,17 @@
 #include "tools/diskspd/diskspdjob.h"
 
 // What fio measured, per thread and direction, in the units diskspd reports.
-struct FioResults {
-    struct Direction {
+struct FioResults
+{
+    struct Direction
+    {
         qint64 bytes = 0;
         qint64 ios = 0;
         double latencyMs = 0.0;  // mean
         double deviationMs = 0.0;
     };
-    struct Thread {
+    struct Thread
+    {
         Direction read;
         Direction write;
     };

@@ -45,8 +45,9 @@ int main(int argc, char** argv)
     QString errorText;
     if (!parseDiskspdArguments(QCoreApplication::arguments().mid(1), job, errorText)) {
         say(errorText);
-        say(QStringLiteral("usage: diskspd [-d<s>] [-W<s>] [-r[<align>]] [-t<n>] [-o<n>] [-b<size>] [-c<size>] [-w<%>] [-L] "
-                           "[-S[u|w|h|b]] <file>"));
+        say(QStringLiteral(
+            "usage: diskspd [-d<s>] [-W<s>] [-r[<align>]] [-t<n>] [-o<n>] [-b<size>] [-c<size>] [-w<%>] [-L] "
+            "[-S[u|w|h|b]] <file>"));
         return Usage;
     }
     const QString fio = QStandardPaths::findExecutable(QStringLiteral("fio"));
@@ -62,12 +63,14 @@ int main(int argc, char** argv)
         return Failure;
     }
     if (job.createSize < 0 && existing < job.blockSize) {
-        say(QStringLiteral("the test file '%1' does not exist or is smaller than a block; give -c<size> to create it").arg(job.target));
+        say(QStringLiteral("the test file '%1' does not exist or is smaller than a block; give -c<size> to create it")
+                .arg(job.target));
         return Failure;
     }
     const qint64 fileSize = std::max(existing, job.createSize);
     if (existing < job.createSize && ::access(QFile::encodeName(target.absolutePath()).constData(), W_OK) != 0) {
-        say(QStringLiteral("cannot create the test file '%1': the directory '%2' does not exist or is not writable").arg(job.target, target.absolutePath()));
+        say(QStringLiteral("cannot create the test file '%1': the directory '%2' does not exist or is not writable")
+                .arg(job.target, target.absolutePath()));
         return Failure;
     }
 

@@ -62,7 +62,7 @@ bool contains(const double outer[4], const double inner[4])
     // A hair of tolerance for corners computed from the same numbers in another order.
     const double slack = 1e-9 * std::max(std::fabs(outer[2] - outer[0]), std::fabs(outer[3] - outer[1]));
     return outer[0] <= inner[0] + slack && outer[1] <= inner[1] + slack && outer[2] >= inner[2] - slack
-           && outer[3] >= inner[3] - slack;
+        && outer[3] >= inner[3] - slack;
 }
 
 }  // namespace
@@ -70,8 +70,7 @@ bool contains(const double outer[4], const double inner[4])
 Compressor::Compressor(const JobDocument& job, ToolConsole& console)
     : job(job)
     , console(console)
-{
-}
+{}
 
 Compressor::~Compressor()
 {
@@ -143,8 +142,9 @@ bool Compressor::checkJob()
         return false;
     }
     if (job.operation == QLatin1String("update")) {
-        badJob(QStringLiteral("compresstask operation 'update': updating a compressed file needs the WVC encoder, which "
-                              "this build does not have"));
+        badJob(
+            QStringLiteral("compresstask operation 'update': updating a compressed file needs the WVC encoder, which "
+                           "this build does not have"));
         return false;
     }
     for (const JobDocument::Input& input : job.inputs) {
@@ -189,7 +189,8 @@ bool Compressor::checkJob()
     if (job.region && !shapefileOpacity())
         console.log(QStringLiteral("The region is ignored: opacity does not come from a shapefile"));
     if (job.huffman >= 0 || job.blocksizex >= 0 || job.blocksizey >= 0)
-        console.log(QStringLiteral("JPEG 2000 has no Huffman stage; block sizes become the tile size unless jp2tilesize is given"));
+        console.log(QStringLiteral(
+            "JPEG 2000 has no Huffman stage; block sizes become the tile size unless jp2tilesize is given"));
     return true;
 }
 
@@ -234,7 +235,10 @@ bool Compressor::openInputs()
                 input.bands.push_back(band);
         for (int band : input.entry->bands) {
             if (band > bandCount) {
-                badJob(QStringLiteral("%1 bandlist: band %2 asked, but the file has %3").arg(where).arg(band).arg(bandCount));
+                badJob(QStringLiteral("%1 bandlist: band %2 asked, but the file has %3")
+                           .arg(where)
+                           .arg(band)
+                           .arg(bandCount));
                 return false;
             }
             input.bands.push_back(band);
@@ -249,7 +253,8 @@ bool Compressor::openInputs()
         double transform[6];
         input.georeferenced = GDALGetGeoTransform(input.dataset, transform) == CE_None;
         if (input.georeferenced && (transform[2] != 0.0 || transform[4] != 0.0 || transform[5] >= 0.0)) {
-            badJob(QStringLiteral("%1: the raster is rotated or not north up, which a mosaic cannot take unwarped").arg(where));
+            badJob(QStringLiteral("%1: the raster is rotated or not north up, which a mosaic cannot take unwarped")
+                       .arg(where));
             return false;
         }
         if (input.georeferenced) {
@@ -268,22 +273,25 @@ bool Compressor::openInputs()
             };
             if (input.bands.size() != first.bands.size() || type != dataType || alpha != hasAlpha) {
                 badJob(QStringLiteral("%1: gives %2%3, but %4 gives %5%6; the inputs of one mosaic must agree")
-                           .arg(where, describe(input.bands.size(), type), alpha ? QStringLiteral(" with alpha") : QString(),
-                                quoted(first.entry->path), describe(first.bands.size(), dataType),
+                           .arg(where, describe(input.bands.size(), type),
+                                alpha ? QStringLiteral(" with alpha") : QString(), quoted(first.entry->path),
+                                describe(first.bands.size(), dataType),
                                 hasAlpha ? QStringLiteral(" with alpha") : QString()));
                 return false;
             }
             OGRSpatialReferenceH ours = GDALGetSpatialRef(input.dataset);
             OGRSpatialReferenceH theirs = GDALGetSpatialRef(first.dataset);
             if ((ours == nullptr) != (theirs == nullptr) || (ours && !OSRIsSame(ours, theirs))) {
-                badJob(QStringLiteral("%1: its coordinate reference differs from that of %2; inputs are mosaicked as they "
-                                      "are, never reprojected")
-                           .arg(where, quoted(first.entry->path)));
+                badJob(
+                    QStringLiteral("%1: its coordinate reference differs from that of %2; inputs are mosaicked as they "
+                                   "are, never reprojected")
+                        .arg(where, quoted(first.entry->path)));
                 return false;
             }
         }
         if (!input.georeferenced && (count > 1 || job.cellSize || job.corners || shapefileOpacity())) {
-            badJob(QStringLiteral("%1: has no georeferencing, which a mosaic, a cell size, corners or a region need").arg(where));
+            badJob(QStringLiteral("%1: has no georeferencing, which a mosaic, a cell size, corners or a region need")
+                       .arg(where));
             return false;
         }
         console.log(QStringLiteral("Input %1: %2, %3 x %4, bands %5, z %6")
@@ -301,7 +309,8 @@ bool Compressor::openInputs()
         inputs.push_back(input);
     }
     if (!encodable(dataType) && job.bitdepth <= 0) {
-        badJob(QStringLiteral("file path %1: data type %2 cannot be held by JPEG 2000; give the option bitdepth to convert it")
+        badJob(QStringLiteral(
+                   "file path %1: data type %2 cannot be held by JPEG 2000; give the option bitdepth to convert it")
                    .arg(quoted(job.inputs.front().path), QLatin1String(GDALGetDataTypeName(dataType))));
         return false;
     }
@@ -347,9 +356,8 @@ bool Compressor::buildMosaic()
     std::vector<Input*> order;
     for (Input& input : inputs)
         order.push_back(&input);
-    std::stable_sort(order.begin(), order.end(), [](const Input* a, const Input* b) {
-        return a->z != b->z ? a->z < b->z : a->order > b->order;
-    });
+    std::stable_sort(order.begin(), order.end(),
+                     [](const Input* a, const Input* b) { return a->z != b->z ? a->z < b->z : a->order > b->order; });
 
     std::vector<QString> sources;
     for (const Input* input : order) {
@@ -404,7 +412,8 @@ bool Compressor::buildMosaic()
             extent[3] = std::max(extent[3], input.extent[3]);
         }
     }
-    const bool covered = std::any_of(inputs.begin(), inputs.end(), [&](const Input& input) { return contains(input.extent, extent); });
+    const bool covered =
+        std::any_of(inputs.begin(), inputs.end(), [&](const Input& input) { return contains(input.extent, extent); });
     if (!covered && !hasAlpha && !shapefileOpacity() && fillValue() != 0.0 && !addFill(sources, extent))
         return false;
 
@@ -413,7 +422,8 @@ bool Compressor::buildMosaic()
         arguments << QStringLiteral("-tr") << number(job.cellSize->first) << number(job.cellSize->second);
     else
         arguments << QStringLiteral("-resolution") << QStringLiteral("highest");
-    arguments << QStringLiteral("-te") << number(extent[0]) << number(extent[1]) << number(extent[2]) << number(extent[3]);
+    arguments << QStringLiteral("-te") << number(extent[0]) << number(extent[1]) << number(extent[2])
+              << number(extent[3]);
     if (shapefileOpacity() && !hasAlpha)
         arguments << QStringLiteral("-addalpha");
     CPLStringList list = argumentList(arguments);
@@ -477,7 +487,8 @@ bool Compressor::assignReference()
     }
     OSRDestroySpatialReference(reference);
     if (!known)
-        badJob(QStringLiteral("option srs %1: not a coordinate reference: %2").arg(quoted(job.srs), GdalMessages::takeFailures()));
+        badJob(QStringLiteral("option srs %1: not a coordinate reference: %2")
+                   .arg(quoted(job.srs), GdalMessages::takeFailures()));
     return known;
 }
 
@@ -511,14 +522,18 @@ bool Compressor::applyCutline()
     std::unique_ptr<OGRGeometry> geometry;
     std::unique_ptr<OGRSpatialReference> geometryReference;
     if (region.type == QLatin1String("shape")) {
-        GDALDatasetUniquePtr vectors(GDALDataset::Open(utf8(region.path).constData(), GDAL_OF_VECTOR | GDAL_OF_VERBOSE_ERROR));
+        GDALDatasetUniquePtr vectors(
+            GDALDataset::Open(utf8(region.path).constData(), GDAL_OF_VECTOR | GDAL_OF_VERBOSE_ERROR));
         if (!vectors) {
-            badJob(QStringLiteral("region path %1: cannot be read as vector data: %2").arg(quoted(region.path), GdalMessages::takeFailures()));
+            badJob(QStringLiteral("region path %1: cannot be read as vector data: %2")
+                       .arg(quoted(region.path), GdalMessages::takeFailures()));
             return false;
         }
-        OGRLayer* layer = region.layername.isEmpty() ? vectors->GetLayer(0) : vectors->GetLayerByName(utf8(region.layername).constData());
+        OGRLayer* layer = region.layername.isEmpty() ? vectors->GetLayer(0)
+                                                     : vectors->GetLayerByName(utf8(region.layername).constData());
         if (!layer) {
-            badJob(QStringLiteral("region layername %1: no such layer in %2").arg(quoted(region.layername), quoted(region.path)));
+            badJob(QStringLiteral("region layername %1: no such layer in %2")
+                       .arg(quoted(region.layername), quoted(region.path)));
             return false;
         }
         OGRFeatureUniquePtr feature(layer->GetFeature(region.layerid.toLongLong()));
@@ -574,8 +589,10 @@ bool Compressor::applyCutline()
     geometry->getEnvelope(&envelope);
     const double right = transform[0] + transform[1] * width;
     const double bottom = transform[3] + transform[5] * height;
-    if (envelope.MaxX <= transform[0] || envelope.MinX >= right || envelope.MaxY <= bottom || envelope.MinY >= transform[3]) {
-        badJob(QStringLiteral("region layerid %1: the feature lies wholly outside the output").arg(quoted(region.layerid)));
+    if (envelope.MaxX <= transform[0] || envelope.MinX >= right || envelope.MaxY <= bottom
+        || envelope.MinY >= transform[3]) {
+        badJob(QStringLiteral("region layerid %1: the feature lies wholly outside the output")
+                   .arg(quoted(region.layerid)));
         return false;
     }
 
@@ -590,11 +607,11 @@ bool Compressor::applyCutline()
                                     vsi_l_offset(table.size()), TRUE));
     memoryFiles.push_back(tableName);
 
-    CPLStringList list = argumentList({QStringLiteral("-of"), QStringLiteral("VRT"), QStringLiteral("-dstalpha"),
-                                       QStringLiteral("-cutline"), tableName, QStringLiteral("-r"), QStringLiteral("near"),
-                                       QStringLiteral("-te"), number(transform[0]), number(bottom), number(right),
-                                       number(transform[3]), QStringLiteral("-ts"), QString::number(width),
-                                       QString::number(height), QStringLiteral("-wo"), QStringLiteral("INIT_DEST=0")});
+    CPLStringList list = argumentList(
+        {QStringLiteral("-of"), QStringLiteral("VRT"), QStringLiteral("-dstalpha"), QStringLiteral("-cutline"),
+         tableName, QStringLiteral("-r"), QStringLiteral("near"), QStringLiteral("-te"), number(transform[0]),
+         number(bottom), number(right), number(transform[3]), QStringLiteral("-ts"), QString::number(width),
+         QString::number(height), QStringLiteral("-wo"), QStringLiteral("INIT_DEST=0")});
     GDALWarpAppOptions* options = GDALWarpAppOptionsNew(list.List(), nullptr);
     const QString name = memoryName(QStringLiteral("cut.vrt"));
     GDALDatasetH cut = GDALWarp(utf8(name).constData(), nullptr, 1, &source, options, nullptr);
@@ -663,7 +680,8 @@ QStringList Compressor::creationOptions(double overhead) const
         options << QStringLiteral("QUALITY=") + qualities.join(QLatin1Char(','));
     }
     if (job.jp2tilesize > 0) {
-        options << QStringLiteral("BLOCKXSIZE=%1").arg(job.jp2tilesize) << QStringLiteral("BLOCKYSIZE=%1").arg(job.jp2tilesize);
+        options << QStringLiteral("BLOCKXSIZE=%1").arg(job.jp2tilesize)
+                << QStringLiteral("BLOCKYSIZE=%1").arg(job.jp2tilesize);
     } else {
         if (job.blocksizex > 0)
             options << QStringLiteral("BLOCKXSIZE=%1").arg(job.blocksizex);
@@ -726,7 +744,8 @@ bool Compressor::encode()
 {
     GDALDriverH driver = GDALGetDriverByName("JP2OpenJPEG");
     if (!driver) {
-        failure(QStringLiteral("output version '1': the JPEG 2000 encoder (GDAL's JP2OpenJPEG driver) is not installed"));
+        failure(
+            QStringLiteral("output version '1': the JPEG 2000 encoder (GDAL's JP2OpenJPEG driver) is not installed"));
         return false;
     }
     const QStringList options = creationOptions(job.targetrate > 1 ? boxBytes(driver) : 0.0);
@@ -767,8 +786,9 @@ double Compressor::boxBytes(GDALDriverH driver)
     GDALDatasetH source = stages.back();
     const int width = std::min(16, GDALGetRasterXSize(source));
     const int height = std::min(16, GDALGetRasterYSize(source));
-    CPLStringList list = argumentList({QStringLiteral("-of"), QStringLiteral("VRT"), QStringLiteral("-srcwin"), QStringLiteral("0"),
-                                       QStringLiteral("0"), QString::number(width), QString::number(height)});
+    CPLStringList list =
+        argumentList({QStringLiteral("-of"), QStringLiteral("VRT"), QStringLiteral("-srcwin"), QStringLiteral("0"),
+                      QStringLiteral("0"), QString::number(width), QString::number(height)});
     GDALTranslateOptions* options = GDALTranslateOptionsNew(list.List(), nullptr);
     const QString cornerName = memoryName(QStringLiteral("corner.vrt"));
     GDALDatasetH corner = GDALTranslate(utf8(cornerName).constData(), source, options, nullptr);
@@ -778,9 +798,10 @@ double Compressor::boxBytes(GDALDriverH driver)
         return 0.0;
     const QString probeName = memoryName(QStringLiteral("probe.jp2"));
     CPLStringList probeOptions = argumentList(creationOptions(0.0));
-    GDALDatasetH probe = GDALCreateCopy(driver, utf8(probeName).constData(), corner, FALSE, probeOptions.List(), nullptr, nullptr);
-    const double cornerCodestream = double(width) * height / (double(GDALGetRasterXSize(source)) * GDALGetRasterYSize(source))
-                                    * rawBytes() / job.targetrate;
+    GDALDatasetH probe =
+        GDALCreateCopy(driver, utf8(probeName).constData(), corner, FALSE, probeOptions.List(), nullptr, nullptr);
+    const double cornerCodestream = double(width) * height
+        / (double(GDALGetRasterXSize(source)) * GDALGetRasterYSize(source)) * rawBytes() / job.targetrate;
     GDALClose(corner);
     if (!probe)
         return 0.0;
@@ -800,16 +821,16 @@ bool Compressor::verifyOutput()
         return false;
     GDALDatasetH source = stages.back();
     const bool whole = GDALGetRasterXSize(output) == GDALGetRasterXSize(source)
-                       && GDALGetRasterYSize(output) == GDALGetRasterYSize(source)
-                       && GDALGetRasterCount(output) == GDALGetRasterCount(source);
+        && GDALGetRasterYSize(output) == GDALGetRasterYSize(source)
+        && GDALGetRasterCount(output) == GDALGetRasterCount(source);
     GDALClose(output);
     return whole;
 }
 
 bool Compressor::computeStatistics()
 {
-    GDALDatasetH output = GDALOpenEx(utf8(job.outputPath).constData(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR, nullptr,
-                                     nullptr, nullptr);
+    GDALDatasetH output =
+        GDALOpenEx(utf8(job.outputPath).constData(), GDAL_OF_RASTER | GDAL_OF_VERBOSE_ERROR, nullptr, nullptr, nullptr);
     if (!output) {
         removeOutput();
         failure(QStringLiteral("output path %1: cannot be read back for statistics: %2")
@@ -822,9 +843,9 @@ bool Compressor::computeStatistics()
     for (int band = 1; band <= statisticsBands && done; ++band) {
         statisticsDone = band - 1;
         double minimum = 0.0, maximum = 0.0, mean = 0.0, deviation = 0.0;
-        done = GDALComputeRasterStatistics(GDALGetRasterBand(output, band), FALSE, &minimum, &maximum, &mean, &deviation,
-                                           &Compressor::onStatistics, this)
-               == CE_None;
+        done = GDALComputeRasterStatistics(GDALGetRasterBand(output, band), FALSE, &minimum, &maximum, &mean,
+                                           &deviation, &Compressor::onStatistics, this)
+            == CE_None;
         if (done)
             console.log(QStringLiteral("Band %1: minimum %2, maximum %3, mean %4, standard deviation %5")
                             .arg(band)
@@ -837,7 +858,8 @@ bool Compressor::computeStatistics()
     if (!done) {
         removeOutput();
         if (!Interrupt::requested())
-            failure(QStringLiteral("output path %1: statistics failed: %2").arg(quoted(job.outputPath), GdalMessages::takeFailures()));
+            failure(QStringLiteral("output path %1: statistics failed: %2")
+                        .arg(quoted(job.outputPath), GdalMessages::takeFailures()));
         return false;
     }
     console.line(statistics.format(1.0));

@@ -26,13 +26,14 @@ public:
     int run();
 
 private:
-    struct Input {
+    struct Input
+    {
         const JobDocument::Input* entry = nullptr;
         GDALDatasetH dataset = nullptr;
         std::vector<int> bands;  // 1-based, after the band list and the opacity mode
-        int order = 0;           // position in the document
+        int order = 0;  // position in the document
         int z = 0;
-        double extent[4] = {};   // minx, miny, maxx, maxy
+        double extent[4] = {};  // minx, miny, maxx, maxy
         bool georeferenced = false;
     };
 

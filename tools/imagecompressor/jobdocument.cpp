@@ -11,7 +11,8 @@
 namespace {
 
 // Thrown inside the reader only, and turned into the one error line at its edge.
-struct DocumentError {
+struct DocumentError
+{
     QString text;
 };
 
@@ -30,7 +31,8 @@ int wholeNumber(const QString& where, const QString& value, int low, int high)
     bool ok = false;
     const int number = value.trimmed().toInt(&ok);
     if (!ok || number < low || number > high)
-        fail(QStringLiteral("%1 %2: must be a whole number from %3 to %4").arg(where, quoted(value)).arg(low).arg(high));
+        fail(
+            QStringLiteral("%1 %2: must be a whole number from %3 to %4").arg(where, quoted(value)).arg(low).arg(high));
     return number;
 }
 
@@ -70,11 +72,13 @@ QStringList wordSet(const QString& where, const QString& value, const QStringLis
     for (const QString& word : words) {
         const QString trimmed = word.trimmed();
         if (!allowed.contains(trimmed) || result.contains(trimmed))
-            fail(QStringLiteral("%1 %2: must be \"none\" or a list of %3").arg(where, quoted(value), allowed.join(QStringLiteral(", "))));
+            fail(QStringLiteral("%1 %2: must be \"none\" or a list of %3")
+                     .arg(where, quoted(value), allowed.join(QStringLiteral(", "))));
         result.append(trimmed);
     }
     if (result.isEmpty())
-        fail(QStringLiteral("%1 %2: must be \"none\" or a list of %3").arg(where, quoted(value), allowed.join(QStringLiteral(", "))));
+        fail(QStringLiteral("%1 %2: must be \"none\" or a list of %3")
+                 .arg(where, quoted(value), allowed.join(QStringLiteral(", "))));
     return result;
 }
 
@@ -90,7 +94,8 @@ QVector<int> bandList(const QString& where, const QString& value)
         const int first = part.left(dash < 0 ? part.size() : dash).toInt(&ok1);
         const int last = dash < 0 ? first : part.mid(dash + 1).toInt(&ok2);
         if (!ok1 || !ok2 || first < 1 || last < first || last > 65535)
-            fail(QStringLiteral("%1 %2: must list band numbers from 1, such as \"1,2,3\" or \"1-3\"").arg(where, quoted(value)));
+            fail(QStringLiteral("%1 %2: must list band numbers from 1, such as \"1,2,3\" or \"1-3\"")
+                     .arg(where, quoted(value)));
         for (int band = first; band <= last; ++band)
             bands.append(band);
     }
@@ -105,13 +110,14 @@ bool isPowerOfTwo(int value)
 }
 
 const QStringList rpcScalars{
-    QStringLiteral("errorbias"),       QStringLiteral("errorrandom"),    QStringLiteral("lineoffset"),
-    QStringLiteral("sampleoffset"),    QStringLiteral("latitudeoffset"), QStringLiteral("longitudeoffset"),
-    QStringLiteral("heightoffset"),    QStringLiteral("linescale"),      QStringLiteral("samplescale"),
-    QStringLiteral("latitudescale"),   QStringLiteral("longitudescale"), QStringLiteral("heightscale"),
+    QStringLiteral("errorbias"),     QStringLiteral("errorrandom"),    QStringLiteral("lineoffset"),
+    QStringLiteral("sampleoffset"),  QStringLiteral("latitudeoffset"), QStringLiteral("longitudeoffset"),
+    QStringLiteral("heightoffset"),  QStringLiteral("linescale"),      QStringLiteral("samplescale"),
+    QStringLiteral("latitudescale"), QStringLiteral("longitudescale"), QStringLiteral("heightscale"),
 };
 const QStringList rpcArrays{QStringLiteral("linenumeratorcoefficients"), QStringLiteral("linedenominatorcoefficients"),
-                            QStringLiteral("samplenumeratorcoefficients"), QStringLiteral("sampledenominatorcoefficients")};
+                            QStringLiteral("samplenumeratorcoefficients"),
+                            QStringLiteral("sampledenominatorcoefficients")};
 // GDAL's names for the same sixteen values, in the same order.
 const QStringList rpcKeys{
     QStringLiteral("ERR_BIAS"),       QStringLiteral("ERR_RAND"),       QStringLiteral("LINE_OFF"),
@@ -128,8 +134,7 @@ public:
     Reader(QIODevice* device, JobDocument& job)
         : xml(device)
         , job(job)
-    {
-    }
+    {}
 
     void read()
     {
@@ -194,14 +199,16 @@ private:
             job.operation = oneOf(where + QStringLiteral("operation"), attribute("operation"),
                                   {QStringLiteral("create"), QStringLiteral("update")});
         if (has("method"))
-            job.method = oneOf(where + QStringLiteral("method"), attribute("method"), {QStringLiteral("line"), QStringLiteral("tile")});
+            job.method = oneOf(where + QStringLiteral("method"), attribute("method"),
+                               {QStringLiteral("line"), QStringLiteral("tile")});
         if (has("threads"))
             job.threads = wholeNumber(where + QStringLiteral("threads"), attribute("threads"), 0, 1024);
         job.tempdir = attribute("tempdir");
         job.logfile = attribute("logfile");
         if (has("loglevel"))
-            job.loglevel = oneOf(where + QStringLiteral("loglevel"), attribute("loglevel"),
-                                 {QStringLiteral("error"), QStringLiteral("warning"), QStringLiteral("info"), QStringLiteral("debug")});
+            job.loglevel = oneOf(
+                where + QStringLiteral("loglevel"), attribute("loglevel"),
+                {QStringLiteral("error"), QStringLiteral("warning"), QStringLiteral("info"), QStringLiteral("debug")});
         if (has("memcache")) {
             job.memcache = realNumber(where + QStringLiteral("memcache"), attribute("memcache"));
             if (job.memcache < 0.0 || job.memcache > 1.0)
@@ -277,7 +284,8 @@ private:
             for (const char* name : {"tlx", "tly", "brx", "bry"})
                 corners.append(realNumber(QStringLiteral("output ") + QLatin1String(name), attribute(name)));
             if (corners[2] <= corners[0] || corners[1] <= corners[3])
-                fail(QStringLiteral("output tlx tly brx bry: the top left corner must lie above and left of the bottom right one"));
+                fail(QStringLiteral(
+                    "output tlx tly brx bry: the top left corner must lie above and left of the bottom right one"));
             job.corners = corners;
         }
         children([&](const QString& name) {
@@ -312,7 +320,8 @@ private:
     void readRegion()
     {
         JobDocument::Region region;
-        region.type = oneOf(QStringLiteral("region type"), attribute("type"), {QStringLiteral("shape"), QStringLiteral("wkt")});
+        region.type =
+            oneOf(QStringLiteral("region type"), attribute("type"), {QStringLiteral("shape"), QStringLiteral("wkt")});
         region.name = attribute("name");
         region.path = attribute("path");
         region.layername = attribute("layername");
@@ -324,7 +333,8 @@ private:
                 fail(QStringLiteral("region layerid: a shape region needs the feature's id"));
             wholeNumber(QStringLiteral("region layerid"), region.layerid, 0, INT_MAX);
         } else if (region.path.isEmpty() && region.name.isEmpty()) {
-            fail(QStringLiteral("region: a wkt region needs a path to a file holding the geometry, or the geometry as its name"));
+            fail(QStringLiteral(
+                "region: a wkt region needs a path to a file holding the geometry, or the geometry as its name"));
         }
         job.region = region;
         noChildren(QStringLiteral("region"));
@@ -393,8 +403,9 @@ private:
         } else if (name == QLatin1String("targetrate")) {
             job.targetrate = wholeNumber(where, value, 0, 10000);
         } else if (name == QLatin1String("colorspace")) {
-            job.colorspace = oneOf(where, value, {QStringLiteral("Greyscale"), QStringLiteral("RGB"), QStringLiteral("Multiband"),
-                                                  QStringLiteral("Auto")});
+            job.colorspace = oneOf(where, value,
+                                   {QStringLiteral("Greyscale"), QStringLiteral("RGB"), QStringLiteral("Multiband"),
+                                    QStringLiteral("Auto")});
         } else if (name == QLatin1String("genstats")) {
             job.genstats = truth(where, value);
         } else if (name == QLatin1String("srs")) {
@@ -420,8 +431,9 @@ private:
         } else if (name == QLatin1String("jp2qualitylayers")) {
             job.jp2qualitylayers = wholeNumber(where, value, 1, 30);
         } else if (name == QLatin1String("jp2progressionorder")) {
-            job.jp2progressionorder = oneOf(where, value, {QStringLiteral("LRCP"), QStringLiteral("RLCP"), QStringLiteral("RPCL"),
-                                                           QStringLiteral("PCRL"), QStringLiteral("CPRL")});
+            job.jp2progressionorder = oneOf(where, value,
+                                            {QStringLiteral("LRCP"), QStringLiteral("RLCP"), QStringLiteral("RPCL"),
+                                             QStringLiteral("PCRL"), QStringLiteral("CPRL")});
         } else if (name == QLatin1String("jp2markers")) {
             job.jp2markers = wordSet(where, value, {QStringLiteral("sop"), QStringLiteral("eph")});
         } else if (name == QLatin1String("jp2georef")) {

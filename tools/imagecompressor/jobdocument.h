@@ -8,18 +8,22 @@
 
 // Everything a job document says, read and checked for form and range. Whether the files it names
 // exist and fit together is the compressor's business, not the reader's.
-struct JobDocument {
-    struct Input {
+struct JobDocument
+{
+    struct Input
+    {
         QString path;
         QVector<int> bands;  // 1-based; empty means all
         int zindex = -1;
         std::optional<double> nodata;
     };
-    struct Band {
+    struct Band
+    {
         int id = 0;
         QString description;
     };
-    struct Region {
+    struct Region
+    {
         QString type;  // "shape" or "wkt"
         QString name;
         QString path;

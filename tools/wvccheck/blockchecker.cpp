@@ -23,14 +23,14 @@ BlockChecker::BlockChecker(const QString& path, int threads, ToolConsole& consol
     : path(path)
     , threads(threads)
     , console(console)
-{
-}
+{}
 
 int BlockChecker::run()
 {
     GDALDatasetH dataset = openRaster(path);
     if (!dataset) {
-        console.line(QStringLiteral("ERROR: %1: cannot be opened as a raster: %2").arg(path, GdalMessages::takeFailures()));
+        console.line(
+            QStringLiteral("ERROR: %1: cannot be opened as a raster: %2").arg(path, GdalMessages::takeFailures()));
         return -1;
     }
     GDALDriverH driver = GDALGetDatasetDriver(dataset);
@@ -49,8 +49,9 @@ int BlockChecker::run()
     blocksAcross = (width + blockWidth - 1) / blockWidth;
     blocksDown = (height + blockHeight - 1) / blockHeight;
     blockCount = (long long)blocksAcross * blocksDown;
-    console.line(QStringLiteral("INFO: Format: %1 (%2)")
-                     .arg(QString::fromUtf8(GDALGetDriverLongName(driver)), QString::fromUtf8(GDALGetDriverShortName(driver))));
+    console.line(
+        QStringLiteral("INFO: Format: %1 (%2)")
+            .arg(QString::fromUtf8(GDALGetDriverLongName(driver)), QString::fromUtf8(GDALGetDriverShortName(driver))));
     console.line(QStringLiteral("INFO: Size: %1 x %2 cells, %3 band(s) of %4")
                      .arg(width)
                      .arg(height)
@@ -77,7 +78,8 @@ int BlockChecker::run()
     for (std::thread& worker : workers)
         worker.join();
     if (!stopped)
-        console.line(QStringLiteral("INFO: %1 block(s) decoded, %2 failed").arg(blockCount * bandCount).arg(failures.load()));
+        console.line(
+            QStringLiteral("INFO: %1 block(s) decoded, %2 failed").arg(blockCount * bandCount).arg(failures.load()));
     return failures;
 }
 
@@ -109,7 +111,8 @@ void BlockChecker::work()
             int width = 0;
             int height = 0;
             GDALGetBlockSize(raster, &width, &height);
-            buffer.resize(size_t(width) * size_t(height) * size_t(GDALGetDataTypeSizeBytes(GDALGetRasterDataType(raster))));
+            buffer.resize(size_t(width) * size_t(height)
+                          * size_t(GDALGetDataTypeSizeBytes(GDALGetRasterDataType(raster))));
             GdalMessages::takeFailures();
             if (width != blockWidth || height != blockHeight || GDALReadBlock(raster, x, y, buffer.data()) != CE_None) {
                 ++failures;

@@ -43,10 +43,12 @@ int main(int argc, char** argv)
             if (ok)
                 threads = value;
         } else if (argument.startsWith(QLatin1String("-tilesize=")) || argument.startsWith(QLatin1String("-maxmem="))
-                   || argument.startsWith(QLatin1String("-numheaps=")) || argument.startsWith(QLatin1String("-queuesize="))) {
+                   || argument.startsWith(QLatin1String("-numheaps="))
+                   || argument.startsWith(QLatin1String("-queuesize="))) {
             ignored.append(argument);
         } else if (argument.startsWith(QLatin1Char('-')) || !file.isEmpty()) {
-            console.line(QStringLiteral("ERROR: %1: unknown argument; usage: WVCCheck <file> [-threads=N]").arg(argument));
+            console.line(
+                QStringLiteral("ERROR: %1: unknown argument; usage: WVCCheck <file> [-threads=N]").arg(argument));
             return Refused;
         } else {
             file = argument;
@@ -60,7 +62,8 @@ int main(int argc, char** argv)
     for (const QString& argument : ignored)
         console.line(QStringLiteral("INFO: %1 tunes the WVC decoder and has no effect here").arg(argument));
     if (QFileInfo(file).suffix().compare(QLatin1String("wvc"), Qt::CaseInsensitive) == 0) {
-        console.line(QStringLiteral("ERROR: %1: a WVC file needs the WVC decoder, which this build does not have").arg(file));
+        console.line(
+            QStringLiteral("ERROR: %1: a WVC file needs the WVC decoder, which this build does not have").arg(file));
         return Refused;
     }
     if (!QFileInfo(file).isFile()) {

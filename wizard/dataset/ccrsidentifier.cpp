@@ -6,8 +6,7 @@ CCRSIdentifier::CCRSIdentifier() = default;
 
 CCRSIdentifier::CCRSIdentifier(int epsg)
     : epsg(epsg)
-{
-}
+{}
 
 CCRSIdentifier::CCRSIdentifier(const CCRSIdentifier& other) = default;
 

@@ -4,8 +4,7 @@ namespace TSR {
 
 CRuntimeError::CRuntimeError(const std::string& message)
     : std::runtime_error(message)
-{
-}
+{}
 
 CRuntimeError::~CRuntimeError() = default;
 

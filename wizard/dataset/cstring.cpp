@@ -13,13 +13,11 @@ CString::CString() = default;
 
 CString::CString(const char* utf8)
     : text(utf8 ? QString::fromUtf8(utf8).toStdWString() : std::wstring())
-{
-}
+{}
 
 CString::CString(const std::wstring& text)
     : text(text)
-{
-}
+{}
 
 CString::CString(const CString& other) = default;
 

@@ -7,7 +7,8 @@
 namespace TSR::ImageCompressor::API {
 
 // What one dataset reports. The extent is valid when MinX < MaxX and MinY < MaxY.
-struct DatasetMetadata {
+struct DatasetMetadata
+{
     double MinX = 0.0;
     double MinY = 0.0;
     double MaxX = 0.0;

@@ -11,7 +11,8 @@ namespace TSR::ImageCompressor::API {
 // Dataset records by absolute path.
 using DatasetMetadataMap = std::map<TSR::CString, DatasetMetadata>;
 
-struct DatasetScanResult {
+struct DatasetScanResult
+{
     CCRSIdentifier CRS;
     DatasetMetadataMap Datasets;
 };

@@ -11,7 +11,8 @@
 namespace TSR::ImageCompressor::API {
 
 // One polygon feature of a shapefile, or a region made from several. Held through std::shared_ptr.
-struct ExtractedFeatureClipInfo {
+struct ExtractedFeatureClipInfo
+{
     std::string LayerName;
     std::int32_t FeatureId = 0;
     CCRSIdentifier CRS;

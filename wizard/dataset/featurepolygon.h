@@ -4,7 +4,8 @@
 
 namespace TSR::ImageCompressor::API {
 
-struct PointXY {
+struct PointXY
+{
     double X = 0.0;
     double Y = 0.0;
 };

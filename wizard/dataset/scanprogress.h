@@ -5,7 +5,8 @@
 namespace TSR::ImageCompressor::API {
 
 // Passed to the callbacks of the scanning kind.
-struct ScanProgress {
+struct ScanProgress
+{
     TSR::CString Message;
     // 0 to 100.
     double Percent = 0.0;

@@ -9,7 +9,8 @@
 
 namespace TSR::ImageCompressor::API {
 
-struct CompressionUtilFactory::State {
+struct CompressionUtilFactory::State
+{
     std::shared_ptr<TransformCache> transforms = std::make_shared<TransformCache>();
 };
 

@@ -45,8 +45,7 @@ std::uint64_t wholePixels(double length, double cellSize)
 
 GdalCompressionUtil::GdalCompressionUtil(std::shared_ptr<TransformCache> transforms)
     : transforms(std::move(transforms))
-{
-}
+{}
 
 GdalCompressionUtil::~GdalCompressionUtil() = default;
 
@@ -77,8 +76,7 @@ int GdalCompressionUtil::effectiveEPSG(const DatasetMetadata& metadata)
     return metadata.EPSG;
 }
 
-void GdalCompressionUtil::ReprojectPoints(const Ring& points, int sourceEPSG, int targetEPSG,
-                                          Ring& result)
+void GdalCompressionUtil::ReprojectPoints(const Ring& points, int sourceEPSG, int targetEPSG, Ring& result)
 {
     result.clear();
     // A reference PROJ does not know (a mistyped override) places nothing, like an unknown one.
@@ -106,9 +104,8 @@ void GdalCompressionUtil::ReprojectPoints(const Ring& points, int sourceEPSG, in
     }
 }
 
-void GdalCompressionUtil::ReprojectExtent(const DatasetMetadata& metadata, int sourceEPSG,
-                                          int targetEPSG, double& minX, double& minY, double& maxX,
-                                          double& maxY)
+void GdalCompressionUtil::ReprojectExtent(const DatasetMetadata& metadata, int sourceEPSG, int targetEPSG, double& minX,
+                                          double& minY, double& maxX, double& maxY)
 {
     minX = minY = maxX = maxY = 0.0;
     if (sourceEPSG <= 0 || !validExtent(metadata) || !transforms->isKnown(sourceEPSG)
@@ -143,8 +140,7 @@ void GdalCompressionUtil::ReprojectExtent(const DatasetMetadata& metadata, int s
         x[3 * perEdge + i] = metadata.MinX;  // west, southwards
         y[3 * perEdge + i] = metadata.MaxY - t * height;
     }
-    transformation.Transform(static_cast<int>(x.size()), x.data(), y.data(), nullptr, nullptr,
-                             success.data());
+    transformation.Transform(static_cast<int>(x.size()), x.data(), y.data(), nullptr, nullptr, success.data());
     double west = std::numeric_limits<double>::max();
     double south = std::numeric_limits<double>::max();
     double east = std::numeric_limits<double>::lowest();
@@ -164,12 +160,10 @@ void GdalCompressionUtil::ReprojectExtent(const DatasetMetadata& metadata, int s
     // edges alone mislead (a pole inside the extent lies on no edge); GDAL's TransformBounds
     // handles those cases, at its price.
     const bool geographic = transforms->spatialReference(targetEPSG).IsGeographic();
-    const bool delicate = !allCarried
-        || (geographic && (north > 60.0 || south < -60.0 || east - west > 180.0));
+    const bool delicate = !allCarried || (geographic && (north > 60.0 || south < -60.0 || east - west > 180.0));
     if (delicate) {
-        if (!transformation.TransformBounds(metadata.MinX, metadata.MinY, metadata.MaxX,
-                                            metadata.MaxY, &west, &south, &east, &north,
-                                            densifyPoints))
+        if (!transformation.TransformBounds(metadata.MinX, metadata.MinY, metadata.MaxX, metadata.MaxY, &west, &south,
+                                            &east, &north, densifyPoints))
             return;
         // A box across the antimeridian comes back with west above east. It stays what it is, a
         // narrow box, in one continuous range of longitudes that ends east of 180.
@@ -184,8 +178,8 @@ void GdalCompressionUtil::ReprojectExtent(const DatasetMetadata& metadata, int s
     maxY = north;
 }
 
-bool GdalCompressionUtil::ReadDatasetMetadata(const TSR::CString& path, int& epsg,
-                                              DatasetMetadata& metadata, bool mosaic)
+bool GdalCompressionUtil::ReadDatasetMetadata(const TSR::CString& path, int& epsg, DatasetMetadata& metadata,
+                                              bool mosaic)
 {
     const bool read = readHeader(path.utf8_str(), metadata, mosaic);
     epsg = metadata.EPSG;
@@ -195,9 +189,8 @@ bool GdalCompressionUtil::ReadDatasetMetadata(const TSR::CString& path, int& eps
 bool GdalCompressionUtil::readHeader(const std::string& path, DatasetMetadata& metadata, bool mosaic)
 {
     GdalErrorScope errors;
-    DatasetPtr dataset(GDALDataset::FromHandle(
-        GDALOpenEx(path.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, nullptr,
-                   nullptr, nullptr)));
+    DatasetPtr dataset(GDALDataset::FromHandle(GDALOpenEx(
+        path.c_str(), GDAL_OF_RASTER | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, nullptr, nullptr, nullptr)));
     if (!dataset)
         throw TSR::CRuntimeError(errors.openFailure(path));
 
@@ -208,8 +201,7 @@ bool GdalCompressionUtil::readHeader(const std::string& path, DatasetMetadata& m
     double transform[6];
     if (dataset->GetGeoTransform(transform) != CE_None) {
         if (mosaic)
-            throw TSR::CRuntimeError("\"" + path
-                                     + "\" has no georeferencing and cannot be mosaicked.");
+            throw TSR::CRuntimeError("\"" + path + "\" has no georeferencing and cannot be mosaicked.");
         return false;
     }
     const double width = metadata.RasterWidth;
@@ -233,12 +225,10 @@ bool GdalCompressionUtil::readHeader(const std::string& path, DatasetMetadata& m
     return true;
 }
 
-void GdalCompressionUtil::ComputeOutputDimensions(const DatasetMetadataMap& datasets,
-                                                  double regionMinX, double regionMinY,
-                                                  double regionMaxX, double regionMaxY,
-                                                  double cellSizeX, double cellSizeY,
-                                                  std::uint32_t& width, std::uint32_t& height,
-                                                  const ProgressCallback& progress)
+void GdalCompressionUtil::ComputeOutputDimensions(const DatasetMetadataMap& datasets, double regionMinX,
+                                                  double regionMinY, double regionMaxX, double regionMaxY,
+                                                  double cellSizeX, double cellSizeY, std::uint32_t& width,
+                                                  std::uint32_t& height, const ProgressCallback& progress)
 {
     width = height = 0;
     report(progress, 0.0);
@@ -267,8 +257,7 @@ void GdalCompressionUtil::ComputeOutputDimensions(const DatasetMetadataMap& data
         report(progress, 100.0);
         return;
     }
-    const bool hasRegion = regionMinX != 0.0 || regionMinY != 0.0 || regionMaxX != 0.0
-        || regionMaxY != 0.0;
+    const bool hasRegion = regionMinX != 0.0 || regionMinY != 0.0 || regionMaxX != 0.0 || regionMaxY != 0.0;
     if (hasRegion) {
         minX = std::max(minX, regionMinX);
         minY = std::max(minY, regionMinY);
@@ -286,10 +275,8 @@ void GdalCompressionUtil::ComputeOutputDimensions(const DatasetMetadataMap& data
                                  "calculated.");
     const std::uint64_t columns = wholePixels(maxX - minX, cellX);
     const std::uint64_t rows = wholePixels(maxY - minY, cellY);
-    if (columns > std::numeric_limits<std::uint32_t>::max()
-        || rows > std::numeric_limits<std::uint32_t>::max())
-        throw TSR::CRuntimeError("The output would be " + std::to_string(columns) + " x "
-                                 + std::to_string(rows)
+    if (columns > std::numeric_limits<std::uint32_t>::max() || rows > std::numeric_limits<std::uint32_t>::max())
+        throw TSR::CRuntimeError("The output would be " + std::to_string(columns) + " x " + std::to_string(rows)
                                  + " pixels, more than an image can hold. Choose a larger cell "
                                    "size or a smaller region.");
     width = static_cast<std::uint32_t>(columns);
@@ -303,8 +290,7 @@ bool GdalCompressionUtil::CheckOutputSize(std::uint64_t)
     return true;
 }
 
-GdalCompressionUtil::GeometryPtr GdalCompressionUtil::box(double minX, double minY, double maxX,
-                                                          double maxY)
+GdalCompressionUtil::GeometryPtr GdalCompressionUtil::box(double minX, double minY, double maxX, double maxY)
 {
     auto* ring = new OGRLinearRing();
     ring->addPoint(minX, minY);
@@ -317,10 +303,8 @@ GdalCompressionUtil::GeometryPtr GdalCompressionUtil::box(double minX, double mi
     return GeometryPtr(polygon);
 }
 
-GdalCompressionUtil::GeometryPtr GdalCompressionUtil::footprint(const DatasetMetadata& metadata,
-                                                                int sourceEPSG,
-                                                                const OGRSpatialReference* target,
-                                                                int targetEPSG)
+GdalCompressionUtil::GeometryPtr GdalCompressionUtil::footprint(const DatasetMetadata& metadata, int sourceEPSG,
+                                                                const OGRSpatialReference* target, int targetEPSG)
 {
     if (!validExtent(metadata))
         return GeometryPtr();
@@ -330,8 +314,8 @@ GdalCompressionUtil::GeometryPtr GdalCompressionUtil::footprint(const DatasetMet
 
     // Straight edges in one reference are curves in another: carry many points of each edge.
     auto* polygon = shape->toPolygon();
-    const double segment = std::max(metadata.MaxX - metadata.MinX, metadata.MaxY - metadata.MinY)
-        / double(densifyPoints * 3);
+    const double segment =
+        std::max(metadata.MaxX - metadata.MinX, metadata.MaxY - metadata.MinY) / double(densifyPoints * 3);
     polygon->segmentize(segment);
     OGRLinearRing* ring = polygon->getExteriorRing();
 
@@ -341,12 +325,10 @@ GdalCompressionUtil::GeometryPtr GdalCompressionUtil::footprint(const DatasetMet
     if (targetEPSG > 0) {
         transformation = &transforms->transformation(sourceEPSG, targetEPSG);
     } else {
-        ownTransform.reset(
-            OGRCreateCoordinateTransformation(&transforms->spatialReference(sourceEPSG), target));
+        ownTransform.reset(OGRCreateCoordinateTransformation(&transforms->spatialReference(sourceEPSG), target));
         transformation = ownTransform.get();
         if (!transformation)
-            throw TSR::CRuntimeError("No transformation from EPSG:" + std::to_string(sourceEPSG)
-                                     + " is available.");
+            throw TSR::CRuntimeError("No transformation from EPSG:" + std::to_string(sourceEPSG) + " is available.");
     }
     const int count = ring->getNumPoints();
     std::vector<double> x(count), y(count);
@@ -398,8 +380,7 @@ GdalCompressionUtil::GeometryPtr GdalCompressionUtil::unionOf(std::vector<Geomet
     GdalErrorScope errors;
     GeometryPtr merged(collection->UnionCascaded());
     if (!merged)
-        throw TSR::CRuntimeError("The footprints of the datasets could not be merged: "
-                                 + errors.lastError());
+        throw TSR::CRuntimeError("The footprints of the datasets could not be merged: " + errors.lastError());
     return merged;
 }
 

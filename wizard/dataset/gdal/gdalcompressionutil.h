@@ -27,42 +27,41 @@ public:
     ~GdalCompressionUtil() override;
 
     void ReprojectPoints(const Ring& points, int sourceEPSG, int targetEPSG, Ring& result) override;
-    void ReprojectExtent(const DatasetMetadata& metadata, int sourceEPSG, int targetEPSG,
-                         double& minX, double& minY, double& maxX, double& maxY) override;
-    bool ReadDatasetMetadata(const TSR::CString& path, int& epsg, DatasetMetadata& metadata,
-                             bool mosaic) override;
-    void ComputeOutputDimensions(const DatasetMetadataMap& datasets, double regionMinX,
-                                 double regionMinY, double regionMaxX, double regionMaxY,
-                                 double cellSizeX, double cellSizeY, std::uint32_t& width,
-                                 std::uint32_t& height, const ProgressCallback& progress) override;
+    void ReprojectExtent(const DatasetMetadata& metadata, int sourceEPSG, int targetEPSG, double& minX, double& minY,
+                         double& maxX, double& maxY) override;
+    bool ReadDatasetMetadata(const TSR::CString& path, int& epsg, DatasetMetadata& metadata, bool mosaic) override;
+    void ComputeOutputDimensions(const DatasetMetadataMap& datasets, double regionMinX, double regionMinY,
+                                 double regionMaxX, double regionMaxY, double cellSizeX, double cellSizeY,
+                                 std::uint32_t& width, std::uint32_t& height,
+                                 const ProgressCallback& progress) override;
     bool CheckOutputSize(std::uint64_t pixels) override;
-    void ComputeActiveArea(const DatasetMetadataMap& datasets, const ClipInfoPtr& region,
-                           double& area, std::int32_t& unit,
-                           const ProgressCallback& progress) override;
-    void ComputeUpdateCoverage(const std::vector<TSR::CString>& inputs,
-                               const TSR::CString& updateFile, double& coverage,
-                               const ScanProgressCallback& progress) override;
+    void ComputeActiveArea(const DatasetMetadataMap& datasets, const ClipInfoPtr& region, double& area,
+                           std::int32_t& unit, const ProgressCallback& progress) override;
+    void ComputeUpdateCoverage(const std::vector<TSR::CString>& inputs, const TSR::CString& updateFile,
+                               double& coverage, const ScanProgressCallback& progress) override;
     void FindIntersectingFeatures(const TSR::CString& shapefile, const DatasetScanResult& scanResult,
                                   ClipInfoList& features) override;
     void CombineClipRegions(const ClipInfoMap& regions, ClipInfoPtr& combined) override;
-    bool ClipFeatureToExtent(const TSR::CString& shapefile, const ExtractedFeatureClipInfo& feature,
-                             int featureId, double minX, double minY, double maxX, double maxY,
-                             double& clipMinX, double& clipMinY, double& clipMaxX,
-                             double& clipMaxY) override;
-    void ReadFeaturePolygons(const TSR::CString& shapefile, const ExtractedFeatureClipInfo& feature,
-                             int featureId, std::vector<FeaturePolygon>& polygons) override;
+    bool ClipFeatureToExtent(const TSR::CString& shapefile, const ExtractedFeatureClipInfo& feature, int featureId,
+                             double minX, double minY, double maxX, double maxY, double& clipMinX, double& clipMinY,
+                             double& clipMaxX, double& clipMaxY) override;
+    void ReadFeaturePolygons(const TSR::CString& shapefile, const ExtractedFeatureClipInfo& feature, int featureId,
+                             std::vector<FeaturePolygon>& polygons) override;
 
     // The reference a dataset is in: the user's "EPSG:xxxx" override when there is one.
     static int effectiveEPSG(const DatasetMetadata& metadata);
 
 private:
-    struct DatasetCloser {
+    struct DatasetCloser
+    {
         void operator()(GDALDataset* dataset) const;
     };
-    struct GeometryDeleter {
+    struct GeometryDeleter
+    {
         void operator()(OGRGeometry* geometry) const;
     };
-    struct FeatureDeleter {
+    struct FeatureDeleter
+    {
         void operator()(OGRFeature* feature) const;
     };
     using DatasetPtr = std::unique_ptr<GDALDataset, DatasetCloser>;
@@ -74,8 +73,8 @@ private:
 
     // The extent as a polygon with its edges cut into short pieces, carried from `sourceEPSG` to
     // `target` (both unknown: left where it is). Empty when nothing of it could be carried over.
-    GeometryPtr footprint(const DatasetMetadata& metadata, int sourceEPSG,
-                          const OGRSpatialReference* target, int targetEPSG);
+    GeometryPtr footprint(const DatasetMetadata& metadata, int sourceEPSG, const OGRSpatialReference* target,
+                          int targetEPSG);
     // The extent in geographic coordinates, as what it covers on the ground: in pieces within
     // -180..180 when it crosses the antimeridian, closed along the pole when it holds one. Empty
     // for an unknown reference or an invalid extent.
@@ -91,11 +90,10 @@ private:
 
     // A copy of a feature's geometry in `targetEPSG`; left as it is when that is 0 or the layer
     // has no reference.
-    GeometryPtr carriedTo(const OGRGeometry& geometry, const OGRSpatialReference* layerReference,
-                          int targetEPSG, const std::string& path);
+    GeometryPtr carriedTo(const OGRGeometry& geometry, const OGRSpatialReference* layerReference, int targetEPSG,
+                          const std::string& path);
     DatasetPtr openVector(const std::string& path);
-    OGRLayer& layerOf(GDALDataset& dataset, const ExtractedFeatureClipInfo& feature,
-                      const std::string& path);
+    OGRLayer& layerOf(GDALDataset& dataset, const ExtractedFeatureClipInfo& feature, const std::string& path);
     FeaturePtr featureOf(OGRLayer& layer, int featureId, const std::string& path);
 
     std::shared_ptr<TransformCache> transforms;

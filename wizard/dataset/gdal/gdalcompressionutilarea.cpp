@@ -109,8 +109,7 @@ double groundArea(const OGRGeometry* geometry)
 
 }  // namespace
 
-GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicFootprint(const DatasetMetadata& metadata,
-                                                                          int epsg)
+GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicFootprint(const DatasetMetadata& metadata, int epsg)
 {
     if (!validExtent(metadata) || epsg <= 0 || !transforms->isKnown(epsg))
         return GeometryPtr();
@@ -138,8 +137,7 @@ GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicShape(const OGRP
     return shape;
 }
 
-GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicRing(const OGRLinearRing& native, int epsg,
-                                                                     double step)
+GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicRing(const OGRLinearRing& native, int epsg, double step)
 {
     // Edges are cut into short pieces first: a straight edge of a projected box is a long curve
     // in geographic coordinates, near a pole above all.
@@ -220,8 +218,7 @@ GdalCompressionUtil::GeometryPtr GdalCompressionUtil::geographicRing(const OGRLi
     return unionOf(pieces);
 }
 
-void GdalCompressionUtil::ComputeActiveArea(const DatasetMetadataMap& datasets,
-                                            const ClipInfoPtr& region, double& area,
+void GdalCompressionUtil::ComputeActiveArea(const DatasetMetadataMap& datasets, const ClipInfoPtr& region, double& area,
                                             std::int32_t& unit, const ProgressCallback& progress)
 {
     area = 0.0;
@@ -289,28 +286,28 @@ void GdalCompressionUtil::requireReadableFormat(const std::string& path)
 {
     GdalErrorScope errors;
     VSIStatBufL info;
-    const bool readableFile = VSIStatL(path.c_str(), &info) == 0 && VSI_ISREG(info.st_mode)
-        && info.st_size > 0 && ::access(path.c_str(), R_OK) == 0;
+    const bool readableFile = VSIStatL(path.c_str(), &info) == 0 && VSI_ISREG(info.st_mode) && info.st_size > 0
+        && ::access(path.c_str(), R_OK) == 0;
     if (!readableFile || GDALIdentifyDriver(path.c_str(), nullptr))
         return;
     // The compressor writes formats that GDAL reads only through a plugin of their maker; telling
     // that apart from a damaged file saves the user a search.
     const std::size_t dot = path.find_last_of('.');
-    const std::string suffix = dot == std::string::npos || path.find('/', dot) != std::string::npos
-        ? std::string()
-        : path.substr(dot + 1);
+    const std::string suffix =
+        dot == std::string::npos || path.find('/', dot) != std::string::npos ? std::string() : path.substr(dot + 1);
     std::string upper = suffix;
     std::transform(upper.begin(), upper.end(), upper.begin(), [](unsigned char c) { return char(std::toupper(c)); });
     const std::string reader = upper == "WVC"
         ? "the WVC driver plugin for GDAL, installed in GDAL's plugin folder"
         : "a GDAL driver for " + (upper.empty() ? std::string("its format") : "\"." + suffix + "\" files");
-    throw TSR::CRuntimeError("The format of \"" + path + "\" cannot be read on this system: no installed "
-                             "GDAL driver recognises it. Reading it needs " + reader + ".");
+    throw TSR::CRuntimeError("The format of \"" + path
+                             + "\" cannot be read on this system: no installed "
+                               "GDAL driver recognises it. Reading it needs "
+                             + reader + ".");
 }
 
-void GdalCompressionUtil::ComputeUpdateCoverage(const std::vector<TSR::CString>& inputs,
-                                                const TSR::CString& updateFile, double& coverage,
-                                                const ScanProgressCallback& progress)
+void GdalCompressionUtil::ComputeUpdateCoverage(const std::vector<TSR::CString>& inputs, const TSR::CString& updateFile,
+                                                double& coverage, const ScanProgressCallback& progress)
 {
     coverage = 0.0;
     const auto report = [&progress](const TSR::CString& message, double percent) {
@@ -323,8 +320,9 @@ void GdalCompressionUtil::ComputeUpdateCoverage(const std::vector<TSR::CString>&
     const std::string targetPath = updateFile.utf8_str();
     requireReadableFormat(targetPath);
     if (!readHeader(targetPath, target, false))
-        throw TSR::CRuntimeError("\"" + targetPath + "\" has no georeferencing, so the area it "
-                                 "shares with the input datasets cannot be found.");
+        throw TSR::CRuntimeError("\"" + targetPath
+                                 + "\" has no georeferencing, so the area it "
+                                   "shares with the input datasets cannot be found.");
     GeometryPtr targetBox = box(target.MinX, target.MinY, target.MaxX, target.MaxY);
     const double targetArea = areaOf(targetBox.get());
     if (targetArea <= 0.0)

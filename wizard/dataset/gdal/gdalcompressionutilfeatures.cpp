@@ -20,8 +20,7 @@ bool isArea(const OGRGeometry* geometry)
     if (!geometry || geometry->IsEmpty())
         return false;
     const OGRwkbGeometryType type = wkbFlatten(geometry->getGeometryType());
-    return type == wkbPolygon || type == wkbMultiPolygon || type == wkbCurvePolygon
-        || type == wkbMultiSurface;
+    return type == wkbPolygon || type == wkbMultiPolygon || type == wkbCurvePolygon || type == wkbMultiSurface;
 }
 
 bool nonEmptyBox(const ExtractedFeatureClipInfo& info)
@@ -42,8 +41,7 @@ Ring ringPoints(const OGRLinearRing* ring)
 
 bool fitsInt32(GIntBig value)
 {
-    return value >= std::numeric_limits<std::int32_t>::min()
-        && value <= std::numeric_limits<std::int32_t>::max();
+    return value >= std::numeric_limits<std::int32_t>::min() && value <= std::numeric_limits<std::int32_t>::max();
 }
 
 }  // namespace
@@ -51,9 +49,8 @@ bool fitsInt32(GIntBig value)
 GdalCompressionUtil::DatasetPtr GdalCompressionUtil::openVector(const std::string& path)
 {
     GdalErrorScope errors;
-    DatasetPtr dataset(GDALDataset::FromHandle(
-        GDALOpenEx(path.c_str(), GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, nullptr,
-                   nullptr, nullptr)));
+    DatasetPtr dataset(GDALDataset::FromHandle(GDALOpenEx(
+        path.c_str(), GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, nullptr, nullptr, nullptr)));
     if (!dataset)
         throw TSR::CRuntimeError(errors.openFailure(path));
     if (dataset->GetLayerCount() == 0)
@@ -71,13 +68,11 @@ OGRLayer& GdalCompressionUtil::layerOf(GDALDataset& dataset, const ExtractedFeat
     if (!layer && (feature.LayerName.empty() || dataset.GetLayerCount() == 1))
         layer = dataset.GetLayer(0);
     if (!layer)
-        throw TSR::CRuntimeError("\"" + path + "\" has no layer named \"" + feature.LayerName
-                                 + "\".");
+        throw TSR::CRuntimeError("\"" + path + "\" has no layer named \"" + feature.LayerName + "\".");
     return *layer;
 }
 
-GdalCompressionUtil::FeaturePtr GdalCompressionUtil::featureOf(OGRLayer& layer, int featureId,
-                                                               const std::string& path)
+GdalCompressionUtil::FeaturePtr GdalCompressionUtil::featureOf(OGRLayer& layer, int featureId, const std::string& path)
 {
     GdalErrorScope errors;
     FeaturePtr feature(layer.GetFeature(featureId));
@@ -115,8 +110,7 @@ GdalCompressionUtil::GeometryPtr GdalCompressionUtil::carriedTo(const OGRGeometr
     return copy;
 }
 
-void GdalCompressionUtil::FindIntersectingFeatures(const TSR::CString& shapefile,
-                                                   const DatasetScanResult& scanResult,
+void GdalCompressionUtil::FindIntersectingFeatures(const TSR::CString& shapefile, const DatasetScanResult& scanResult,
                                                    ClipInfoList& features)
 {
     features.clear();
@@ -131,7 +125,8 @@ void GdalCompressionUtil::FindIntersectingFeatures(const TSR::CString& shapefile
         layerReference->SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
     }
 
-    struct Footprint {
+    struct Footprint
+    {
         TSR::CString path;
         GeometryPtr shape;
         OGREnvelope envelope;
@@ -155,8 +150,7 @@ void GdalCompressionUtil::FindIntersectingFeatures(const TSR::CString& shapefile
     std::vector<Footprint> footprints;
     OGREnvelope all;
     for (const auto& entry : scanResult.Datasets) {
-        GeometryPtr shape = footprint(entry.second, effectiveEPSG(entry.second),
-                                      layerReference.get(), layerEPSG);
+        GeometryPtr shape = footprint(entry.second, effectiveEPSG(entry.second), layerReference.get(), layerEPSG);
         if (!shape || shape->IsEmpty())
             continue;
         OGREnvelope envelope;
@@ -268,11 +262,9 @@ void GdalCompressionUtil::CombineClipRegions(const ClipInfoMap& regions, ClipInf
     }
 }
 
-bool GdalCompressionUtil::ClipFeatureToExtent(const TSR::CString& shapefile,
-                                              const ExtractedFeatureClipInfo& feature, int featureId,
-                                              double minX, double minY, double maxX, double maxY,
-                                              double& clipMinX, double& clipMinY, double& clipMaxX,
-                                              double& clipMaxY)
+bool GdalCompressionUtil::ClipFeatureToExtent(const TSR::CString& shapefile, const ExtractedFeatureClipInfo& feature,
+                                              int featureId, double minX, double minY, double maxX, double maxY,
+                                              double& clipMinX, double& clipMinY, double& clipMaxX, double& clipMaxY)
 {
     const std::string path = shapefile.utf8_str();
     DatasetPtr dataset = openVector(path);
@@ -281,8 +273,7 @@ bool GdalCompressionUtil::ClipFeatureToExtent(const TSR::CString& shapefile,
     if (!isArea(found->GetGeometryRef()) || minX >= maxX || minY >= maxY)
         return false;
     // The extent is in the reference the feature was reported in.
-    const GeometryPtr carried = carriedTo(*found->GetGeometryRef(), layer.GetSpatialRef(),
-                                          feature.CRS.GetEPSG(), path);
+    const GeometryPtr carried = carriedTo(*found->GetGeometryRef(), layer.GetSpatialRef(), feature.CRS.GetEPSG(), path);
     const OGRGeometry* geometry = carried.get();
     GeometryPtr extent = box(minX, minY, maxX, maxY);
     GdalErrorScope errors;
@@ -303,9 +294,8 @@ bool GdalCompressionUtil::ClipFeatureToExtent(const TSR::CString& shapefile,
     return true;
 }
 
-void GdalCompressionUtil::ReadFeaturePolygons(const TSR::CString& shapefile,
-                                              const ExtractedFeatureClipInfo& feature, int featureId,
-                                              std::vector<FeaturePolygon>& polygons)
+void GdalCompressionUtil::ReadFeaturePolygons(const TSR::CString& shapefile, const ExtractedFeatureClipInfo& feature,
+                                              int featureId, std::vector<FeaturePolygon>& polygons)
 {
     polygons.clear();
     const std::string path = shapefile.utf8_str();
@@ -314,8 +304,7 @@ void GdalCompressionUtil::ReadFeaturePolygons(const TSR::CString& shapefile,
     FeaturePtr found = featureOf(layer, featureId, path);
     if (!isArea(found->GetGeometryRef()))
         return;
-    GeometryPtr geometry = carriedTo(*found->GetGeometryRef(), layer.GetSpatialRef(),
-                                     feature.CRS.GetEPSG(), path);
+    GeometryPtr geometry = carriedTo(*found->GetGeometryRef(), layer.GetSpatialRef(), feature.CRS.GetEPSG(), path);
     GdalErrorScope errors;
     // Curved rings become straight segments, and every part becomes one polygon.
     GeometryPtr parts(OGRGeometryFactory::forceToMultiPolygon(geometry.release()));

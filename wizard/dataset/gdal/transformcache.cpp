@@ -91,8 +91,7 @@ const OGRSpatialReference& TransformCache::spatialReference(int epsg)
     GdalErrorScope errors;
     auto reference = std::make_unique<OGRSpatialReference>();
     if (epsg <= 0 || reference->importFromEPSG(epsg) != OGRERR_NONE)
-        throw TSR::CRuntimeError("EPSG:" + std::to_string(epsg)
-                                 + " is not a known coordinate reference system.");
+        throw TSR::CRuntimeError("EPSG:" + std::to_string(epsg) + " is not a known coordinate reference system.");
     reference->SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
     return *references.emplace(epsg, std::move(reference)).first->second;
 }
@@ -109,8 +108,7 @@ OGRCoordinateTransformation& TransformCache::transformation(int sourceEPSG, int 
     OGRCoordinateTransformation* made = OGRCreateCoordinateTransformation(&source, &target);
     if (!made)
         throw TSR::CRuntimeError("No transformation from EPSG:" + std::to_string(sourceEPSG)
-                                 + " to EPSG:" + std::to_string(targetEPSG) + " is available: "
-                                 + errors.lastError());
+                                 + " to EPSG:" + std::to_string(targetEPSG) + " is available: " + errors.lastError());
     return *transformations.emplace(key, made).first->second;
 }
 

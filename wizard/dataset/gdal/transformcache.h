@@ -35,12 +35,12 @@ public:
     int identifyEPSG(const OGRSpatialReference* reference);
 
 private:
-    struct TransformDeleter {
+    struct TransformDeleter
+    {
         void operator()(OGRCoordinateTransformation* transformation) const;
     };
     std::map<int, std::unique_ptr<OGRSpatialReference>> references;
-    std::map<std::pair<int, int>, std::unique_ptr<OGRCoordinateTransformation, TransformDeleter>>
-        transformations;
+    std::map<std::pair<int, int>, std::unique_ptr<OGRCoordinateTransformation, TransformDeleter>> transformations;
     std::map<std::string, int> identified;
 };
 
